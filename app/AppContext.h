@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// What the composition root hands to the windows: the process-wide tables, registries and services,
+// and the interfaces through which windows reach each other without knowing each other. Main thread
+// only; outlives every window.
+#pragma once
+
+#include "core/exclusions/ExclusionCommands.h"
+#include "core/log/BrindleHelper.h"
+#include "core/log/LogTables.h"
+#include "core/log/VDXLog.h"
+#include "core/log/Views.h"
+#include "core/log/records/ExclusionTest.h"
+#include "platform/queue/DispatchQueue.h"
+#include "platform/timer/Timer.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brindle {
+
+class PictureStore;
+
+/// An open window under its name in `windowControllers`.
+class WindowController {
+  public:
+    virtual ~WindowController() = default;
+    /// Brings the window to the front and makes it key.
+    virtual void present() = 0;
+    virtual void close() = 0;
+};
+
+/// `windowControllers`: open window controllers by name ("logs", "exclusionsWindow", "passin" …).
+class WindowControllers {
+  public:
+    void set(const std::string& name, std::shared_ptr<WindowController> controller) {
+        controllers_[name] = std::move(controller);
+    }
+    void remove(const std::string& name) { controllers_.erase(name); }
+    std::shared_ptr<WindowController> find(const std::string& name) const {
+        const auto found = controllers_.find(name);
+        return found == controllers_.end() ? nullptr : found->second;
+    }
+
+  private:
+    std::map<std::string, std::shared_ptr<WindowController>> controllers_;
+};
+
+/// Which list a list window shows.
+struct ListOpening {
+    std::string action;    ///< "pass" or "block"
+    std::string direction; ///< "in" or "out"
+    std::string name;      ///< registry key: "passin", "blockin", "passout" or "blockout"
+};
+
+/// Hands addresses to the firewall application.
+class FirewallLink {
+  public:
+    virtual ~FirewallLink() = default;
+    virtual void blackListAddresses(std::vector<std::string> addresses) = 0;
+};
+
+/// Starts reverse resolution of rows of the logs table.
+class LogReverser {
+  public:
+    virtual ~LogReverser() = default;
+    /// `changed` runs on the main thread each time a shown text of the record changed; it stops
+    /// being called when the record goes.
+    virtual void reverse(VDXLog& log, std::function<void()> changed) = 0;
+};
+
+struct AppContext {
+    platform::Queues queues;
+    platform::TimerService* timers = nullptr;
+    std::shared_ptr<BrindleHelper> helper;
+    ViewControllers* viewControllers = nullptr;
+    WindowControllers* windowControllers = nullptr;
+    LogTables* tables = nullptr;
+    PictureStore* pictures = nullptr;
+    const ExclusionTest* exclusionTest = nullptr;
+    Console console;
+
+    double bootEpoch = 0;       ///< seconds since 1970, whole; 0 when unknown
+    double listsStartEpoch = 0; ///< shared by the list windows
+
+    // Null or empty while the part that serves them is not there: the actions then change nothing.
+    ExclusionCommands* exclusions = nullptr;
+    FirewallLink* link = nullptr;
+    LogReverser* reverser = nullptr;
+    std::function<std::shared_ptr<WindowController>(const ListOpening&)> makeListWindow;
+    std::function<std::shared_ptr<WindowController>()> makeExclusionsWindow;
+};
+
+} // namespace brindle

@@ -15,7 +15,8 @@ namespace brindle {
 class TallydAgentProtocol {
   public:
     virtual ~TallydAgentProtocol() = default;
-    /// One new log entry, after it was stored. Sent only between startSendingLog and stopSendingLog.
+    /// One new log entry, after it was stored. Sent only between startSendingLog and
+    /// stopSendingLog.
     virtual void realTimeLogWithInfo(LiveRecordDictionary info) = 0;
     virtual void sendLogUserNotificationWithInfo(std::map<std::string, std::string> info) = 0;
 };

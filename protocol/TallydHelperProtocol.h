@@ -2,13 +2,13 @@
 //
 // The requests that the daemon answers, as the viewer and tallyctl send them, in their declared
 // order. An object of this class is a proxy: it belongs to one connection and to the error handler
-// it was made with. A request ends in exactly one of: its reply callback, the proxy's error handler,
-// or silence because it was cancelled.
+// it was made with. A request ends in exactly one of: its reply callback, the proxy's error
+// handler, or silence because it was cancelled.
 //
 // Through an asynchronous proxy a call returns at once, callbacks run on the connection's delivery
-// thread. Through a synchronous proxy a call returns after its callback or the error handler has run
-// on the calling thread (5 seconds at the most, then it is an error). Log queries are asynchronous
-// through either.
+// thread. Through a synchronous proxy a call returns after its callback or the error handler has
+// run on the calling thread (5 seconds at the most, then it is an error). Log queries are
+// asynchronous through either.
 //
 // Times are seconds since 1970-01-01 00:00 UTC, fractional. `action` is "pass" or "block",
 // `direction` "in" or "out".
@@ -70,14 +70,13 @@ class TallydHelperProtocol {
     virtual ~TallydHelperProtocol() = default;
 
     virtual void getVersionWithReply(std::function<void(std::string)> reply) = 0;
-    /// Records with from <= time <= to, newest first; from after to is an empty answer. The handle is
-    /// never null.
+    /// Records with from <= time <= to, newest first; from after to is an empty answer. The handle
+    /// is never null.
     virtual std::shared_ptr<RunningQuery> doQueryFromEpochFrom(double from, double to,
                                                                RecordReply reply) = 0;
     /// `obj`: "SRCIP", "DSTIP" or "DSTPORT", the field that is counted.
     virtual void getOBJcontWithEpoch(double epoch, std::string action, std::string direction,
-                                     std::string obj,
-                                     std::function<void(CountReply)> reply) = 0;
+                                     std::string obj, std::function<void(CountReply)> reply) = 0;
     virtual void startSendingLog() = 0;
     virtual void stopSendingLog() = 0;
     virtual void getPORTfromIPcontWithEpoch(double epoch, std::string ip, std::string action,

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The daemon's end of the connections. It owns one thread for all of them and a few workers on which
-// it asks the service; accepted sockets and committed records are handed to it from any thread.
+// The daemon's end of the connections. It owns one thread for all of them and a few workers on
+// which it asks the service; accepted sockets and committed records are handed to it from any
+// thread.
 //
 //     server->accept(fd, access);           // the accept thread
 //     server->publish(committedRecords);    // the writer, after each commit
@@ -40,9 +41,8 @@ class DaemonService {
     virtual std::string version() const = 0;
     virtual tl::expected<std::unique_ptr<RecordCursor>, std::string> openQuery(double from,
                                                                                double to) = 0;
-    virtual tl::expected<CountReply, std::string> countObjects(double epoch, Action action,
-                                                               Direction direction,
-                                                               const std::string& obj) = 0;
+    virtual tl::expected<CountReply, std::string>
+    countObjects(double epoch, Action action, Direction direction, const std::string& obj) = 0;
     virtual tl::expected<BreakdownReply, std::string>
     portsFromIp(double epoch, const std::string& ip, Action action, Direction direction) = 0;
     virtual tl::expected<BreakdownReply, std::string>
@@ -59,15 +59,15 @@ class DaemonService {
 /// What one peer may do. A refused peer gets `refusal` as the error of every request.
 struct PeerAccess {
     bool mayRead = false;
-    bool mayManage = false;   ///< purge, and the ports arrays
-    std::string refusal;      ///< one line, when mayRead is false
+    bool mayManage = false;    ///< purge, and the ports arrays
+    std::string refusal;       ///< one line, when mayRead is false
     std::string manageRefusal; ///< one line, when mayManage is false
 };
 
 struct ServerLimits {
     std::size_t connections = 256;
-    std::size_t queriesPerConnection = 16;   ///< running at once; one more is refused
-    std::size_t liveQueueRecords = 65536;    ///< kept for a slow live client, then the newest are lost
+    std::size_t queriesPerConnection = 16; ///< running at once; one more is refused
+    std::size_t liveQueueRecords = 65536; ///< kept for a slow live client, then the newest are lost
     std::size_t liveMessagesInFlight = 1024; ///< sent and not yet taken by the client
     std::size_t workers = 4;                 ///< threads that ask the service
 };

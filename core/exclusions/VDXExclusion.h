@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// One entry of the exclusion list: an address, a block or a port that the user does not want to see.
-// A plain value.
+// One entry of the exclusion list: an address, a block or a port that the user does not want to
+// see. A plain value.
 #pragma once
 
 #include <cstdint>
@@ -24,11 +24,11 @@ class VDXExclusion {
         }
     }
 
-    std::string type;            ///< "ip", "cidr" or "port"; any other is kept and hides nothing
-    std::string exclusion;       ///< what the editor shows: address, block or port in decimal
-    std::string lrange;          ///< "cidr": first address of the block as text
-    std::string hrange;          ///< "cidr": last address of the block as text
-    std::int64_t versionIP = 0;  ///< 4 or 6
+    std::string type;           ///< "ip", "cidr" or "port"; any other is kept and hides nothing
+    std::string exclusion;      ///< what the editor shows: address, block or port in decimal
+    std::string lrange;         ///< "cidr": first address of the block as text
+    std::string hrange;         ///< "cidr": last address of the block as text
+    std::int64_t versionIP = 0; ///< 4 or 6
 
     friend bool operator==(const VDXExclusion&, const VDXExclusion&) = default;
 };

@@ -48,11 +48,12 @@ class BrindleHelper final : public TallydAgentProtocol,
     void setConnectionObserver(std::function<void(bool connected)> observer);
 
     /// A log query (message 2). Errors are written as "Brindle XPC Error: …". `reply` runs on the
-    /// delivery thread, and `failed` after the line was written. Null when no connection can be had.
+    /// delivery thread, and `failed` after the line was written. Null when no connection can be
+    /// had.
     std::shared_ptr<RunningQuery> queryLogs(double from, double to, RecordReply reply,
                                             std::function<void()> failed);
-    /// The synchronous proxy whose errors are written as "Vardex XPC Service error: …"; null when no
-    /// connection can be had.
+    /// The synchronous proxy whose errors are written as "Vardex XPC Service error: …"; null when
+    /// no connection can be had.
     std::shared_ptr<TallydHelperProtocol> synchronousProxy();
 
     /// Decides anew whether the daemon must stream, and tells it, on every call.

@@ -23,14 +23,28 @@ namespace brindle {
 
 /// The fields of a row that hold text, in declared order.
 enum class LogField : std::uint8_t {
-    date, uid, username, rule, action, direction, interface, srcip, addresssrcip, srcport,
-    srcportname, dstip, addressdstip, dstport, dstportname, proto, label,
+    date,
+    uid,
+    username,
+    rule,
+    action,
+    direction,
+    interface,
+    srcip,
+    addresssrcip,
+    srcport,
+    srcportname,
+    dstip,
+    addressdstip,
+    dstport,
+    dstportname,
+    proto,
+    label,
     count
 };
 /// The name under which tables bind to the field: "addresssrcip".
 std::string_view fieldName(LogField field);
 std::optional<LogField> fieldFromName(std::string_view name);
-
 
 class VDXLog {
   public:

@@ -27,9 +27,9 @@ enum class LogsMode { live, period };
 class LogsView {
   public:
     virtual ~LogsView() = default;
-    /// Empties the table and fills it anew. Live: from today's records, at most `limit` rows (5 when
-    /// none is given, 0: all), then the live feed; from and to are not used. Period: every record
-    /// from `from` to `to` (epochs).
+    /// Empties the table and fills it anew. Live: from today's records, at most `limit` rows (5
+    /// when none is given, 0: all), then the live feed; from and to are not used. Period: every
+    /// record from `from` to `to` (epochs).
     virtual void queryLogs(LogsMode mode, std::optional<double> from, std::optional<double> to,
                            std::optional<std::int64_t> limit) = 0;
     /// The period menu's choice: 1 today, 2 the last seven days, any other live.

@@ -34,12 +34,12 @@ std::shared_ptr<DispatchQueue> makeConcurrentQueue(std::string label, unsigned w
 
 /// The queues of the viewer by the names the system uses.
 struct Queues {
-    std::shared_ptr<DispatchQueue> main;              ///< the main thread
-    std::shared_ptr<DispatchQueue> global;            ///< concurrent, default quality of service
-    std::shared_ptr<DispatchQueue> reverse;           ///< "ReverseQueue", serial
-    std::shared_ptr<DispatchQueue> nationInfo;        ///< "nationinfoqueue", serial
-    std::shared_ptr<DispatchQueue> updateVisualizer;  ///< "queueUpdateVisualizzerTable", serial
-    std::shared_ptr<DispatchQueue> realTimeLog;       ///< "queueRealTimeLog", concurrent
+    std::shared_ptr<DispatchQueue> main;             ///< the main thread
+    std::shared_ptr<DispatchQueue> global;           ///< concurrent, default quality of service
+    std::shared_ptr<DispatchQueue> reverse;          ///< "ReverseQueue", serial
+    std::shared_ptr<DispatchQueue> nationInfo;       ///< "nationinfoqueue", serial
+    std::shared_ptr<DispatchQueue> updateVisualizer; ///< "queueUpdateVisualizzerTable", serial
+    std::shared_ptr<DispatchQueue> realTimeLog;      ///< "queueRealTimeLog", concurrent
 };
 
 /// Makes every queue but the main one, which is handed in.

@@ -15,8 +15,8 @@ class Task {
     Task() = default;
 
     template <std::invocable Work>
-        requires(!std::same_as<std::decay_t<Work>, Task>)
-    Task(Work&& work) // implicit: a lambda is a task
+    requires(!std::same_as<std::decay_t<Work>, Task>)
+        Task(Work&& work) // implicit: a lambda is a task
         : work_(std::make_unique<Holder<std::decay_t<Work>>>(std::forward<Work>(work))) {}
 
     explicit operator bool() const { return work_ != nullptr; }
@@ -27,7 +27,8 @@ class Task {
         virtual ~Base() = default;
         virtual void run() = 0;
     };
-    template <typename Work> struct Holder final : Base {
+    template <typename Work>
+    struct Holder final : Base {
         explicit Holder(Work&& w) : work(std::move(w)) {}
         explicit Holder(const Work& w) : work(w) {}
         void run() override { work(); }

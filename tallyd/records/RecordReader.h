@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // How stored records are read. Implemented by the store, used by the server; every function may be
-// called from several threads at once, each call uses a reader connection of its own. Errors are one
-// line.
+// called from several threads at once, each call uses a reader connection of its own. Errors are
+// one line.
 #pragma once
 
 #include "core/log/records/RecordBatch.h"
@@ -20,10 +20,10 @@ namespace brindle::tallyd {
 /// What the store holds, read in one transaction.
 struct StoreFigures {
     std::uint64_t rows = 0;
-    std::uint64_t bytes = 0;             ///< of the store's files
-    std::optional<std::int64_t> oldest;  ///< microseconds since 1970; nothing when empty
+    std::uint64_t bytes = 0;            ///< of the store's files
+    std::optional<std::int64_t> oldest; ///< microseconds since 1970; nothing when empty
     std::optional<std::int64_t> newest;
-    std::uint64_t lastSequence = 0;      ///< of the last record ever stored; 0 before the first
+    std::uint64_t lastSequence = 0; ///< of the last record ever stored; 0 before the first
 };
 
 class RecordReader {

@@ -14,8 +14,7 @@ class ExclusionTest {
     /// Addresses as text, ports in decimal. `family`: 4, 6, or anything else for unknown. True when
     /// the record must be hidden.
     virtual bool isExcluded(std::string_view srcip, std::string_view srcport,
-                            std::string_view dstip, std::string_view dstport,
-                            int family) const = 0;
+                            std::string_view dstip, std::string_view dstport, int family) const = 0;
 };
 
 } // namespace brindle

@@ -33,17 +33,17 @@ constexpr Direction directionFromText(std::string_view text) {
 inline constexpr std::uint32_t kNoUid = 4294967295u;
 
 struct PacketRecord {
-    std::int64_t timeMicros = 0;   ///< microseconds since 1970-01-01 00:00 UTC
-    std::uint32_t uid = kNoUid;    ///< as the filter recorded it
+    std::int64_t timeMicros = 0; ///< microseconds since 1970-01-01 00:00 UTC
+    std::uint32_t uid = kNoUid;  ///< as the filter recorded it
     Action action = Action::pass;
     Direction direction = Direction::in;
-    std::uint16_t srcport = 0;     ///< host byte order; 0 for protocols without ports
+    std::uint16_t srcport = 0; ///< host byte order; 0 for protocols without ports
     std::uint16_t dstport = 0;
     IpAddress src;
     IpAddress dst;
-    std::string rule;              ///< rule number (with anchor) or log prefix
+    std::string rule; ///< rule number (with anchor) or log prefix
     std::string interface;
-    std::string proto;             ///< lower-case name of /etc/protocols, or a number
+    std::string proto; ///< lower-case name of /etc/protocols, or a number
 
     friend bool operator==(const PacketRecord&, const PacketRecord&) = default;
 };

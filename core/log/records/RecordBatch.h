@@ -24,13 +24,13 @@ namespace brindle {
 using TextIndex = std::uint16_t;
 
 struct RecordRow {
-    double epoch = 0;             ///< seconds since 1970-01-01 00:00 UTC, fractional
+    double epoch = 0; ///< seconds since 1970-01-01 00:00 UTC, fractional
     std::uint32_t uid = 4294967295u;
-    std::uint16_t srcport = 0;    ///< host byte order
+    std::uint16_t srcport = 0; ///< host byte order
     std::uint16_t dstport = 0;
     TextIndex rule = 0;
-    TextIndex action = 0;         ///< "pass" or "block"
-    TextIndex direction = 0;      ///< "in" or "out"
+    TextIndex action = 0;    ///< "pass" or "block"
+    TextIndex direction = 0; ///< "in" or "out"
     TextIndex interface = 0;
     TextIndex srcip = 0;
     TextIndex dstip = 0;

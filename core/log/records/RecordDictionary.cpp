@@ -6,9 +6,9 @@
 namespace brindle {
 
 std::string_view keyName(RecordKey key) {
-    static constexpr std::array<std::string_view, static_cast<std::size_t>(RecordKey::count)>
-        names{"date",      "epoch", "uid",     "rule",  "action",  "direction",
-              "interface", "srcip", "srcport", "dstip", "dstport", "proto"};
+    static constexpr std::array<std::string_view, static_cast<std::size_t>(RecordKey::count)> names{
+        "date",      "epoch", "uid",     "rule",  "action",  "direction",
+        "interface", "srcip", "srcport", "dstip", "dstport", "proto"};
     return names[static_cast<std::size_t>(key)];
 }
 

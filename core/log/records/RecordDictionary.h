@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The two dictionary forms of a log entry: the record dictionary (lower-case keys, all texts), which
-// rows are made of, and the live record dictionary (upper-case keys, typed values), which the daemon
-// streams. Both have a fixed set of keys, so a slot a key replaces a map. Plain values.
+// The two dictionary forms of a log entry: the record dictionary (lower-case keys, all texts),
+// which rows are made of, and the live record dictionary (upper-case keys, typed values), which the
+// daemon streams. Both have a fixed set of keys, so a slot a key replaces a map. Plain values.
 //
 //     record.set(RecordKey::srcip, "192.0.2.1");
 //     if (auto port = record.get(RecordKey::dstport)) ...
@@ -21,12 +21,34 @@
 namespace brindle {
 
 enum class RecordKey : std::uint8_t {
-    date, epoch, uid, rule, action, direction, interface, srcip, srcport, dstip, dstport, proto,
+    date,
+    epoch,
+    uid,
+    rule,
+    action,
+    direction,
+    interface,
+    srcip,
+    srcport,
+    dstip,
+    dstport,
+    proto,
     count
 };
 
 enum class LiveKey : std::uint8_t {
-    EPOCH, UID, RULE, ACTION, DIRECTION, INTERFACE, SRCIP, SRCPORT, DSTIP, DSTPORT, PROTO, IPVER,
+    EPOCH,
+    UID,
+    RULE,
+    ACTION,
+    DIRECTION,
+    INTERFACE,
+    SRCIP,
+    SRCPORT,
+    DSTIP,
+    DSTPORT,
+    PROTO,
+    IPVER,
     SEQ, ///< the record's sequence number: an addition to the stream, never part of a row
     count
 };

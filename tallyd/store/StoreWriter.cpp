@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "tallyd/store/StoreWriter.h"
+
+#include <fmt/format.h>
+
+namespace brindle::tallyd {
+
+namespace {
+
+/// Texts kept at hand; beyond that the dictionary table is asked.
+constexpr std::size_t kMaxCachedTexts = 65536;
+
+void bindAddress(sqlite::Statement& statement, int parameter, const IpAddress& address) {
+    if (address.isValid())
+        statement.bindBytes(parameter, address.bytes());
+    else
+        statement.bindNull(parameter);
+}
+
+} // namespace
+
+StoreWriter::StoreWriter(const std::string& path, StoreUse use)
+    : connection_(path, sqlite::Access::readWrite),
+      insertRecord_(connection_, "INSERT INTO records (time, seq, flags, uid, srcport, dstport, "
+                                 "src, dst, rule, interface, proto) "
+                                 "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+      insertText_(connection_, "INSERT OR IGNORE INTO texts (text) VALUES (?)"),
+      findText_(connection_, "SELECT id FROM texts WHERE text = ?"),
+      readMeta_(connection_, "SELECT last_sequence, row_count FROM meta"),
+      writeMeta_(connection_, "UPDATE meta SET last_sequence = ?, row_count = ?"),
+      writePosition_(connection_, "INSERT OR REPLACE INTO positions VALUES (?, ?)"),
+      readPosition_(connection_, "SELECT position FROM positions WHERE source = ?"),
+      purgeBorder_(connection_, "SELECT time, seq FROM records WHERE time < ? "
+                                "ORDER BY time, seq LIMIT 1 OFFSET ?"),
+      purge_(connection_, "DELETE FROM records WHERE (time, seq) <= (?, ?)") {
+    connection_.execute(use == StoreUse::live ? "PRAGMA synchronous = FULL"
+                                              : "PRAGMA synchronous = NORMAL");
+    connection_.execute(use == StoreUse::live ? "PRAGMA cache_size = -16384"
+                                              : "PRAGMA cache_size = -65536");
+    connection_.execute(use == StoreUse::live ? "PRAGMA wal_autocheckpoint = 4000"
+                                              : "PRAGMA wal_autocheckpoint = 16000");
+    connection_.execute("PRAGMA journal_size_limit = 67108864");
+    // What is purged is gone from queries; overwriting it with zeros would double the work.
+    connection_.execute("PRAGMA secure_delete = OFF");
+}
+
+tl::expected<std::unique_ptr<StoreWriter>, std::string> StoreWriter::open(const std::string& path,
+                                                                          StoreUse use) {
+    try {
+        return std::unique_ptr<StoreWriter>(new StoreWriter(path, use));
+    } catch (const sqlite::Error& error) {
+        return tl::unexpected(fmt::format("cannot write to store {}: {}", path, error.what()));
+    }
+}
+
+template <typename Work>
+auto StoreWriter::attempt(Work&& work) -> tl::expected<decltype(work()), std::string> {
+    try {
+        if constexpr (std::is_void_v<decltype(work())>) {
+            work();
+            return {};
+        } else {
+            return work();
+        }
+    } catch (const sqlite::Error& error) {
+        // Ids that were given out in the failed transaction do not exist.
+        textIds_.clear();
+        return tl::unexpected(std::string(error.what()));
+    }
+}
+
+std::int64_t StoreWriter::textId(std::string_view text) {
+    if (const auto found = textIds_.find(text); found != textIds_.end())
+        return found->second;
+    insertText_.bindText(1, text);
+    insertText_.run();
+    findText_.bindText(1, text);
+    sqlite::StatementReset reset(findText_);
+    if (!findText_.step())
+        throw sqlite::Error("a text could not be stored");
+    const std::int64_t id = findText_.integer(0);
+    if (textIds_.size() >= kMaxCachedTexts)
+        textIds_.clear();
+    textIds_.emplace(text, id);
+    return id;
+}
+
+void StoreWriter::insert(std::int64_t sequence, const PacketRecord& record) {
+    insertRecord_.bind(1, record.timeMicros);
+    insertRecord_.bind(2, sequence);
+    insertRecord_.bind(3, (record.action == Action::block ? 1 : 0) |
+                              (record.direction == Direction::out ? 2 : 0));
+    if (record.uid == kNoUid)
+        insertRecord_.bindNull(4);
+    else
+        insertRecord_.bind(4, record.uid);
+    insertRecord_.bind(5, record.srcport);
+    insertRecord_.bind(6, record.dstport);
+    bindAddress(insertRecord_, 7, record.src);
+    bindAddress(insertRecord_, 8, record.dst);
+    insertRecord_.bind(9, textId(record.rule));
+    insertRecord_.bind(10, textId(record.interface));
+    insertRecord_.bind(11, textId(record.proto));
+    insertRecord_.run();
+}
+
+tl::expected<std::uint64_t, std::string>
+StoreWriter::append(std::span<const std::vector<PacketRecord>> chunks,
+                    const SourcePositions& positions) {
+    return attempt([&]() -> std::uint64_t {
+        sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
+        std::int64_t lastSequence = 0;
+        std::int64_t rows = 0;
+        {
+            // Read each time: an import may run beside the daemon.
+            sqlite::StatementReset reset(readMeta_);
+            if (!readMeta_.step())
+                throw sqlite::Error("the store's figures are missing");
+            lastSequence = readMeta_.integer(0);
+            rows = readMeta_.integer(1);
+        }
+        const auto first = static_cast<std::uint64_t>(lastSequence + 1);
+        for (const auto& chunk : chunks) {
+            for (const PacketRecord& record : chunk)
+                insert(++lastSequence, record);
+            rows += static_cast<std::int64_t>(chunk.size());
+        }
+        for (const auto& [source, position] : positions) {
+            writePosition_.bindText(1, source);
+            writePosition_.bindText(2, position);
+            writePosition_.run();
+        }
+        writeMeta_.bind(1, lastSequence);
+        writeMeta_.bind(2, rows);
+        writeMeta_.run();
+        transaction.commit();
+        return first;
+    });
+}
+
+tl::expected<std::optional<std::string>, std::string>
+StoreWriter::position(const std::string& source) {
+    return attempt([&]() -> std::optional<std::string> {
+        sqlite::StatementReset reset(readPosition_);
+        readPosition_.bindText(1, source);
+        if (!readPosition_.step())
+            return std::nullopt;
+        return std::string(readPosition_.text(0));
+    });
+}
+
+tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t beforeMicros,
+                                                                  std::size_t limit) {
+    return attempt([&]() -> std::uint64_t {
+        if (limit == 0)
+            return 0;
+        sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
+        // The last record of this batch: the limit's one, or else the last before the time.
+        std::int64_t time = beforeMicros;
+        std::int64_t sequence = 0; // numbers start at 1
+        {
+            sqlite::StatementReset reset(purgeBorder_);
+            purgeBorder_.bind(1, beforeMicros);
+            purgeBorder_.bind(2, static_cast<std::int64_t>(limit - 1));
+            if (purgeBorder_.step()) {
+                time = purgeBorder_.integer(0);
+                sequence = purgeBorder_.integer(1);
+            }
+        }
+        purge_.bind(1, time);
+        purge_.bind(2, sequence);
+        purge_.run();
+        const std::int64_t deleted = connection_.changes();
+        connection_.execute(fmt::format("UPDATE meta SET row_count = row_count - {}", deleted));
+        transaction.commit();
+        return static_cast<std::uint64_t>(deleted);
+    });
+}
+
+tl::expected<void, std::string> StoreWriter::shrink(std::size_t pages) {
+    return attempt(
+        [&] { connection_.execute(fmt::format("PRAGMA incremental_vacuum({})", pages)); });
+}
+
+tl::expected<void, std::string> StoreWriter::checkpoint() {
+    return attempt([&] {
+        if (connection_.integer("PRAGMA wal_checkpoint(TRUNCATE)") != 0)
+            throw sqlite::Error("the write-ahead log is in use by another program");
+    });
+}
+
+} // namespace brindle::tallyd

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The one connection that writes to the store: appends batches of records, remembers where sources
+// stopped reading, deletes old records. Owned by the intake and used by its writer thread alone.
+// Each call is one transaction: it happens as a whole or not at all.
+//
+// A committed batch survives the end of the process, however it ends. With StoreUse::live it also
+// survives a power failure; with StoreUse::import that holds once `checkpoint` has returned.
+#pragma once
+
+#include "core/log/records/PacketRecord.h"
+#include "tallyd/store/Sqlite.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <tl/expected.hpp>
+
+namespace brindle::tallyd {
+
+enum class StoreUse {
+    live,   ///< each commit reaches the disk
+    import, ///< few large transactions, the disk waits for the checkpoint at the end
+};
+
+/// Where a source stopped reading, in the source's own words; by source name.
+using SourcePositions = std::map<std::string, std::string>;
+
+class StoreWriter {
+  public:
+    static tl::expected<std::unique_ptr<StoreWriter>, std::string> open(const std::string& path,
+                                                                        StoreUse use);
+
+    /// Stores the records of all chunks, in order, with the positions that go with them. The
+    /// sequence number of the first record; the others follow without gaps.
+    tl::expected<std::uint64_t, std::string>
+    append(std::span<const std::vector<PacketRecord>> chunks,
+           const SourcePositions& positions = {});
+
+    /// Nothing for a source that never stored one.
+    tl::expected<std::optional<std::string>, std::string> position(const std::string& source);
+
+    /// Deletes up to `limit` of the oldest records with time < beforeMicros. How many: fewer than
+    /// `limit` when none is left. Their sequence numbers are not used again.
+    tl::expected<std::uint64_t, std::string> purgeBefore(std::int64_t beforeMicros,
+                                                         std::size_t limit);
+
+    /// Gives up to `pages` pages that purging left empty back to the file system.
+    tl::expected<void, std::string> shrink(std::size_t pages);
+
+    /// Moves the write-ahead log into the main file and waits until both are on the disk. Readers
+    /// and other writers are waited for.
+    tl::expected<void, std::string> checkpoint();
+
+  private:
+    StoreWriter(const std::string& path, StoreUse use);
+
+    std::int64_t textId(std::string_view text);
+    void insert(std::int64_t sequence, const PacketRecord& record);
+    template <typename Work>
+    auto attempt(Work&& work) -> tl::expected<decltype(work()), std::string>;
+
+    struct TextHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const {
+            return std::hash<std::string_view>{}(text);
+        }
+    };
+
+    sqlite::Connection connection_;
+    sqlite::Statement insertRecord_;
+    sqlite::Statement insertText_;
+    sqlite::Statement findText_;
+    sqlite::Statement readMeta_;
+    sqlite::Statement writeMeta_;
+    sqlite::Statement writePosition_;
+    sqlite::Statement readPosition_;
+    sqlite::Statement purgeBorder_;
+    sqlite::Statement purge_;
+    std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> textIds_;
+};
+
+} // namespace brindle::tallyd

@@ -24,6 +24,7 @@
 namespace brindle {
 
 class PictureStore;
+class Trace;
 
 /// An open window under its name in `windowControllers`.
 class WindowController {
@@ -64,15 +65,6 @@ class FirewallLink {
     virtual void blackListAddresses(std::vector<std::string> addresses) = 0;
 };
 
-/// Starts reverse resolution of rows of the logs table.
-class LogReverser {
-  public:
-    virtual ~LogReverser() = default;
-    /// `changed` runs on the main thread each time a shown text of the record changed; it stops
-    /// being called when the record goes.
-    virtual void reverse(VDXLog& log, std::function<void()> changed) = 0;
-};
-
 struct AppContext {
     platform::Queues queues;
     platform::TimerService* timers = nullptr;
@@ -83,6 +75,8 @@ struct AppContext {
     PictureStore* pictures = nullptr;
     const ExclusionTest* exclusionTest = nullptr;
     Console console;
+    Trace* trace = nullptr;        ///< null when nothing is traced
+    std::string picturesDirectory; ///< each window saves a picture of itself there; empty: none
 
     double bootEpoch = 0;       ///< seconds since 1970, whole; 0 when unknown
     double listsStartEpoch = 0; ///< shared by the list windows
@@ -90,7 +84,7 @@ struct AppContext {
     // Null or empty while the part that serves them is not there: the actions then change nothing.
     ExclusionCommands* exclusions = nullptr;
     FirewallLink* link = nullptr;
-    LogReverser* reverser = nullptr;
+    NameServices names; ///< the resolver is null where name look-ups could not be set up
     std::function<std::shared_ptr<WindowController>(const ListOpening&)> makeListWindow;
     std::function<std::shared_ptr<WindowController>()> makeExclusionsWindow;
 };

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // One-shot timers on the main thread's event loop. Whoever starts a timer owns it; destroying or
-// invalidating it means its handler never runs. Tests hand in a clock of their own.
+// invalidating it means its handler never runs; its own handler may
+// do either. Tests hand in a clock of their own.
 //
 //     timer_ = timers.after(10.0, [this] { timeoutQuerySRCIP(); });
 #pragma once

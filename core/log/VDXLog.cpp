@@ -38,7 +38,11 @@ std::optional<LogField> fieldFromName(std::string_view name) {
 }
 
 VDXLog::VDXLog(std::shared_ptr<const RecordBatch> batch, std::size_t row, LogTables& tables)
-    : batch_(std::move(batch)), tables_(&tables), user_(&tables.userForUid(batch_->row(row).uid)),
+    : VDXLog(batch, row, tables, tables.userForUid(batch->row(row).uid)) {}
+
+VDXLog::VDXLog(std::shared_ptr<const RecordBatch> batch, std::size_t row, LogTables& tables,
+               const LogUser& user)
+    : batch_(std::move(batch)), tables_(&tables), user_(&user),
       row_(static_cast<std::uint32_t>(row)) {}
 
 std::optional<VDXLog> VDXLog::fromDictionary(const RecordDictionary& record, LogTables& tables) {
@@ -68,14 +72,11 @@ std::optional<VDXLog> VDXLog::fromDictionary(const RecordDictionary& record, Log
     row.proto = builder.intern(text(RecordKey::proto));
     builder.add(row);
 
-    VDXLog log(builder.finish(), 0, tables);
+    const std::optional<std::int64_t> anyUid = integerFromText(text(RecordKey::uid));
+    VDXLog log(builder.finish(), 0, tables, anyUid ? tables.userForUid(*anyUid) : tables.noUser());
     // Whatever the fixed-size row cannot hold as it was written stays with the record itself.
-    if (!uid) {
-        const std::string_view uidText = text(RecordKey::uid);
-        const std::optional<std::int64_t> value = integerFromText(uidText);
-        log.user_ = value ? &tables.userForUid(*value) : &tables.noUser();
-        log.setText(LogField::uid, std::string(uidText));
-    }
+    if (!uid)
+        log.setText(LogField::uid, std::string(text(RecordKey::uid)));
     if (!srcport)
         log.setText(LogField::srcport, std::string(text(RecordKey::srcport)));
     if (!dstport)
@@ -147,9 +148,9 @@ Picture VDXLog::imageActionDirection() const {
     return tables_->imageActionDirection(text(LogField::action), text(LogField::direction));
 }
 
-void VDXLog::setHasBeenReversed(bool value) {
-    if (value || extra_)
-        extra().hasBeenReversed = value;
+void VDXLog::reverse(const NameServices& services, double seconds, std::function<void()> changed) {
+    extra().reverse(text(LogField::srcip), text(LogField::dstip), services, seconds,
+                    std::move(changed));
 }
 
 const std::string* VDXLog::ownText(LogField field) const {
@@ -159,9 +160,9 @@ const std::string* VDXLog::ownText(LogField field) const {
     return found == extra_->texts.end() ? nullptr : &found->second;
 }
 
-VDXLog::Extra& VDXLog::extra() {
+LogExtra& VDXLog::extra() {
     if (!extra_)
-        extra_ = std::make_unique<Extra>();
+        extra_ = std::make_shared<LogExtra>();
     return *extra_;
 }
 

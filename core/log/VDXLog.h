@@ -9,6 +9,7 @@
 //     cell = log.text(LogField::addresssrcip);
 #pragma once
 
+#include "core/log/LogExtra.h"
 #include "core/log/LogTables.h"
 #include "core/log/records/RecordBatch.h"
 #include "core/log/records/RecordDictionary.h"
@@ -72,7 +73,10 @@ class VDXLog {
 
     /// Name resolution has been started and has not timed out.
     bool hasBeenReversed() const { return extra_ && extra_->hasBeenReversed; }
-    void setHasBeenReversed(bool value);
+    /// Starts resolving the host names of both addresses. `seconds`: until they are given up.
+    /// `changed` runs each time a displayed address was replaced by a name; never after the record
+    /// has gone.
+    void reverse(const NameServices& services, double seconds, std::function<void()> changed);
 
     /// The batch and row the record stands in, for sorting and filtering in bulk: valid for every
     /// record that `hasOwnTexts` is false for. Null batch for an empty record.
@@ -84,16 +88,14 @@ class VDXLog {
     const std::string* ownText(LogField field) const;
 
   private:
-    struct Extra {
-        std::unordered_map<LogField, std::string> texts;
-        bool hasBeenReversed = false;
-    };
-    Extra& extra();
+    VDXLog(std::shared_ptr<const RecordBatch> batch, std::size_t row, LogTables& tables,
+           const LogUser& user);
+    LogExtra& extra();
 
     std::shared_ptr<const RecordBatch> batch_;
     LogTables* tables_ = nullptr;
     const LogUser* user_ = nullptr;
-    std::unique_ptr<Extra> extra_;
+    std::shared_ptr<LogExtra> extra_;
     std::uint32_t row_ = 0;
 };
 

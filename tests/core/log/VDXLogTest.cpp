@@ -165,17 +165,12 @@ TEST_F(VDXLogTest, AccountsAreAskedOnceEvenWhenThereIsNone) {
 TEST_F(VDXLogTest, ResolvedNameChangesTheDisplayedAddressOnly) {
     VDXLog row = log(record());
     row.setText(LogField::addresssrcip, "host.example");
-    row.setHasBeenReversed(true);
     EXPECT_EQ(row.text(LogField::addresssrcip), "host.example");
     EXPECT_EQ(row.text(LogField::srcip), "192.0.2.7");
-    EXPECT_TRUE(row.hasBeenReversed());
-    row.setHasBeenReversed(false);
-    EXPECT_FALSE(row.hasBeenReversed());
-    EXPECT_EQ(row.text(LogField::addresssrcip), "host.example");
 }
 
 TEST_F(VDXLogTest, ARowStaysSmall) {
-    EXPECT_LE(sizeof(VDXLog), 56u);
+    EXPECT_LE(sizeof(VDXLog), 64u);
 }
 
 } // namespace

@@ -21,8 +21,11 @@ constexpr CaptureKindName kKinds[] = {
     {CaptureKind::old17, "old17"},         {CaptureKind::nflog, "nflog"},
 };
 
-// What pflogd keeps of a packet.
-constexpr std::uint32_t kSnapLength = 160;
+/// What the usual recorder keeps of a packet: pflogd its start, an NFLOG capture all.
+std::uint32_t snapLength(CaptureKind kind) {
+    return kind == CaptureKind::nflog ? 262'144 : 160;
+}
+
 constexpr std::size_t kFlushSize = 1 << 20;
 constexpr std::int64_t kNanosPerSecond = 1'000'000'000;
 
@@ -32,7 +35,7 @@ void appendFileHeader(Bytes& bytes, const CaptureOptions& options) {
     bytes.own16(4);
     bytes.own32(0);
     bytes.own32(0);
-    bytes.own32(kSnapLength);
+    bytes.own32(snapLength(options.kind));
     bytes.own32(linkTypeOf(options.kind));
 }
 
@@ -42,7 +45,7 @@ void appendPacket(Bytes& bytes, const CaptureOptions& options, std::int64_t nano
     const auto size = static_cast<std::uint32_t>(packet.size());
     bytes.own32(static_cast<std::uint32_t>(nanos / kNanosPerSecond));
     bytes.own32(options.precision == Precision::nanoseconds ? fraction : fraction / 1000);
-    const std::uint32_t kept = std::min(size, kSnapLength);
+    const std::uint32_t kept = std::min(size, snapLength(options.kind));
     bytes.own32(kept);
     bytes.own32(size);
     bytes.bytes().insert(bytes.bytes().end(), packet.begin(), packet.begin() + kept);

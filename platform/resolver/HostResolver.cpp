@@ -239,7 +239,8 @@ class AresResolver final : public HostResolver {
             status = ares_parse_ptr_reply(answer, length, address.data() + offset,
                                           family == AF_INET ? 4 : 16, family, &host);
             if (status == ARES_SUCCESS) {
-                // The library lists every name of the answer as an alias, the last one first.
+                // The library lists every name of the answer as an alias, in the order of the
+                // answer.
                 for (char** alias = host->h_aliases; alias && *alias; ++alias)
                     names.emplace_back(*alias);
                 if (names.empty() && host->h_name)

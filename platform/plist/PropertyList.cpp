@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "platform/plist/PropertyList.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <system_error>
+
+#include <plist/plist.h>
+
+namespace brindle::platform {
+
+const PropertyList* PropertyList::find(std::string_view key) const {
+    if (const auto* dictionary = asDictionary())
+        for (const Entry& entry : *dictionary)
+            if (entry.key == key)
+                return &entry.value;
+    return nullptr;
+}
+
+void PropertyList::set(std::string_view key, PropertyList value) {
+    auto* dictionary = std::get_if<Dictionary>(&value_);
+    if (!dictionary)
+        dictionary = &value_.emplace<Dictionary>();
+    for (Entry& entry : *dictionary) {
+        if (entry.key == key) {
+            entry.value = std::move(value);
+            return;
+        }
+    }
+    dictionary->push_back({std::string(key), std::move(value)});
+}
+
+bool operator==(const PropertyList& a, const PropertyList& b) {
+    return a.value_ == b.value_;
+}
+
+namespace {
+
+using Result = tl::expected<PropertyList, std::string>;
+
+/// Dates of the library count from the start of 2001.
+constexpr double kDateOrigin = 978307200;
+/// Deeper nesting than any real list; bounds our own recursion.
+constexpr int kMaxDepth = 512;
+
+struct NodeFree {
+    void operator()(void* node) const { plist_free(node); }
+};
+using Node = std::unique_ptr<void, NodeFree>;
+
+struct BufferFree {
+    void operator()(void* buffer) const { std::free(buffer); }
+};
+template <typename T>
+using Buffer = std::unique_ptr<T, BufferFree>;
+
+Result fromNode(plist_t node, int depth);
+
+Result arrayFromNode(plist_t node, int depth) {
+    PropertyList::Array array;
+    array.reserve(plist_array_get_size(node));
+    plist_array_iter position = nullptr;
+    plist_array_new_iter(node, &position);
+    const Buffer<void> owner(position);
+    for (;;) {
+        plist_t item = nullptr;
+        plist_array_next_item(node, position, &item);
+        if (!item)
+            return array;
+        auto value = fromNode(item, depth + 1);
+        if (!value)
+            return value;
+        array.push_back(std::move(*value));
+    }
+}
+
+Result dictionaryFromNode(plist_t node, int depth) {
+    PropertyList::Dictionary dictionary;
+    dictionary.reserve(plist_dict_get_size(node));
+    plist_dict_iter position = nullptr;
+    plist_dict_new_iter(node, &position);
+    const Buffer<void> owner(position);
+    for (;;) {
+        plist_t item = nullptr;
+        char* key = nullptr;
+        plist_dict_next_item(node, position, &key, &item);
+        const Buffer<char> keyOwner(key);
+        if (!item)
+            return dictionary;
+        auto value = fromNode(item, depth + 1);
+        if (!value)
+            return value;
+        dictionary.push_back({key ? key : "", std::move(*value)});
+    }
+}
+
+Result fromNode(plist_t node, int depth) {
+    if (depth > kMaxDepth)
+        return tl::unexpected(std::string("property list is nested too deeply"));
+    switch (plist_get_node_type(node)) {
+    case PLIST_DICT:
+        return dictionaryFromNode(node, depth);
+    case PLIST_ARRAY:
+        return arrayFromNode(node, depth);
+    case PLIST_STRING: {
+        std::uint64_t length = 0;
+        const char* text = plist_get_string_ptr(node, &length);
+        return PropertyList(text ? std::string(text, length) : std::string());
+    }
+    case PLIST_BOOLEAN: {
+        std::uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return PropertyList(value != 0);
+    }
+    case PLIST_UINT: {
+        std::uint64_t value = 0;
+        plist_get_uint_val(node, &value);
+        return PropertyList(static_cast<std::int64_t>(value));
+    }
+    case PLIST_UID: {
+        std::uint64_t value = 0;
+        plist_get_uid_val(node, &value);
+        return PropertyList(static_cast<std::int64_t>(value));
+    }
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return PropertyList(value);
+    }
+    case PLIST_DATE: {
+        std::int32_t seconds = 0;
+        std::int32_t micros = 0;
+        plist_get_date_val(node, &seconds, &micros);
+        return PropertyList(PropertyList::Date{kDateOrigin + seconds + micros / 1e6});
+    }
+    case PLIST_DATA: {
+        std::uint64_t length = 0;
+        const char* bytes = plist_get_data_ptr(node, &length);
+        PropertyList::Data data;
+        if (bytes)
+            data.assign(bytes, bytes + length);
+        return PropertyList(std::move(data));
+    }
+    default:
+        return tl::unexpected(std::string("property list holds a value of an unknown type"));
+    }
+}
+
+plist_t makeNode(const PropertyList& value) {
+    if (const auto* dictionary = value.asDictionary()) {
+        plist_t node = plist_new_dict();
+        for (const auto& [key, item] : *dictionary)
+            plist_dict_set_item(node, key.c_str(), makeNode(item));
+        return node;
+    }
+    if (const auto* array = value.asArray()) {
+        plist_t node = plist_new_array();
+        for (const PropertyList& item : *array)
+            plist_array_append_item(node, makeNode(item));
+        return node;
+    }
+    if (const auto* text = value.asString())
+        return plist_new_string(text->c_str());
+    if (const auto* integer = value.asInteger())
+        return plist_new_uint(static_cast<std::uint64_t>(*integer));
+    if (const auto* real = value.asReal())
+        return plist_new_real(*real);
+    if (const auto* boolean = value.asBoolean())
+        return plist_new_bool(*boolean ? 1 : 0);
+    if (const auto* date = value.asDate()) {
+        constexpr std::int32_t kFarthest = std::numeric_limits<std::int32_t>::max();
+        const double seconds = std::floor(date->epoch - kDateOrigin);
+        // Also holds what is not a number at all.
+        const bool fits = seconds >= -kFarthest && seconds <= kFarthest;
+        return plist_new_date(fits ? static_cast<std::int32_t>(seconds) : 0, 0);
+    }
+    const PropertyList::Data& data = *value.asData();
+    return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
+}
+
+} // namespace
+
+Result parsePropertyList(std::string_view bytes) {
+    if (bytes.size() > std::numeric_limits<std::uint32_t>::max())
+        return tl::unexpected(std::string("property list is larger than 4 GiB"));
+    if (bytes.starts_with("\xEF\xBB\xBF")) // a byte-order mark, which the library does not skip
+        bytes.remove_prefix(3);
+    const auto length = static_cast<std::uint32_t>(bytes.size());
+    plist_t root = nullptr;
+    if (bytes.starts_with("bplist0"))
+        plist_from_bin(bytes.data(), length, &root);
+    else
+        plist_from_xml(bytes.data(), length, &root);
+    const Node owner(root);
+    if (!root)
+        return tl::unexpected(std::string("not a property list"));
+    return fromNode(root, 0);
+}
+
+Result readPropertyList(const std::string& path) {
+    const auto failure = [&path](const std::string& why) {
+        return tl::unexpected(path + ": " + why);
+    };
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
+                                                               &std::fclose);
+    if (!file)
+        return failure(std::generic_category().message(errno));
+    std::string bytes;
+    char block[65536];
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get()))
+        bytes.append(block, count);
+    if (std::ferror(file.get()))
+        return failure(std::generic_category().message(errno));
+    auto list = parsePropertyList(bytes);
+    if (!list)
+        return failure(list.error());
+    return list;
+}
+
+std::string propertyListXml(const PropertyList& list) {
+    const Node node(makeNode(list));
+    char* xml = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(node.get(), &xml, &length);
+    const std::unique_ptr<char, decltype(&plist_to_xml_free)> owner(xml, &plist_to_xml_free);
+    return xml ? std::string(xml, length) : std::string();
+}
+
+} // namespace brindle::platform

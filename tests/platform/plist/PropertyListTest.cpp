@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "platform/plist/PropertyList.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace brindle::platform {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+PropertyList everyType() {
+    PropertyList list;
+    list.set("text", "a <b> & \"c\" ä");
+    list.set("empty", "");
+    list.set("negative", std::int64_t{-5});
+    list.set("large", std::int64_t{9223372036854775807});
+    list.set("real", 0.1);
+    list.set("yes", true);
+    list.set("no", false);
+    list.set("date", PropertyList::Date{1'000'000'000});
+    list.set("data", PropertyList::Data{0, 255, 10});
+    list.set("array", PropertyList::Array{PropertyList("x"), PropertyList(PropertyList::Array{})});
+    list.set("inner", PropertyList(PropertyList::Dictionary{{"z", "1"}, {"a", "2"}}));
+    return list;
+}
+
+TEST(PropertyList, EveryTypeSurvivesBeingWrittenAndReadInOrder) {
+    const auto read = parsePropertyList(propertyListXml(everyType()));
+    ASSERT_TRUE(read) << read.error();
+    EXPECT_EQ(*read, everyType());
+}
+
+TEST(PropertyList, BinaryFormIsRead) {
+    // {"ab": [1, true, -1]} as other programs write it.
+    const std::string binary(
+        "bplist00\xD1\x01\x02\x52\x61\x62\xA3\x03\x04\x05\x10\x01\x09\x13"
+        "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x08\x0B\x0E\x12\x14\x15"
+        "\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x06\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x1E",
+        68);
+    const auto read = parsePropertyList(binary);
+    ASSERT_TRUE(read) << read.error();
+    const PropertyList::Array expected{std::int64_t{1}, true, std::int64_t{-1}};
+    EXPECT_EQ(*read, PropertyList(PropertyList::Dictionary{{"ab", PropertyList(expected)}}));
+}
+
+TEST(PropertyList, DamagedBytesAreAnErrorNotAnEmptyOrPartialList) {
+    std::string deep = "<plist>";
+    for (int i = 0; i < 2000; ++i)
+        deep += "<array>";
+    for (int i = 0; i < 2000; ++i)
+        deep += "</array>";
+    for (const std::string& bytes :
+         {std::string(), std::string("no list"), std::string("<plist></plist>"),
+          std::string("<plist><dict><key>a</key><string>b</string>"),
+          std::string("<plist><array><string>b</string></plist>"),
+          std::string("<plist><array><unheard/></array></plist>"), std::string("bplist00"),
+          "bplist00" + std::string(60, 'a'), deep + "</plist>"}) {
+        const auto read = parsePropertyList(bytes);
+        ASSERT_FALSE(read) << bytes;
+        EXPECT_THAT(read.error(), Not(HasSubstr("\n")));
+    }
+}
+
+TEST(PropertyList, SetReplacesAKeyAndLooksUpOnlyInDictionaries) {
+    PropertyList list("text");
+    EXPECT_EQ(list.find("text"), nullptr);
+    list.set("key", std::int64_t{1});
+    list.set("key", std::int64_t{2});
+    ASSERT_NE(list.asDictionary(), nullptr);
+    EXPECT_EQ(list.asDictionary()->size(), 1u);
+    EXPECT_EQ(*list.find("key"), PropertyList(std::int64_t{2}));
+}
+
+TEST(PropertyList, FileErrorsNameTheFile) {
+    char pattern[] = "/tmp/brindle-plist-XXXXXX";
+    const std::filesystem::path folder = mkdtemp(pattern);
+    const std::string path = folder / "some.plist";
+    EXPECT_EQ(readPropertyList(path).error(), path + ": No such file or directory");
+    std::ofstream(path) << "nonsense";
+    EXPECT_EQ(readPropertyList(path).error(), path + ": not a property list");
+    std::ofstream(path) << "\xEF\xBB\xBF" << propertyListXml(everyType());
+    EXPECT_EQ(readPropertyList(path).value(), everyType());
+    EXPECT_FALSE(readPropertyList(folder));
+    std::filesystem::remove_all(folder);
+}
+
+} // namespace
+} // namespace brindle::platform

@@ -177,15 +177,26 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
     });
 }
 
-tl::expected<void, std::string> StoreWriter::shrink(std::size_t pages) {
-    return attempt(
-        [&] { connection_.execute(fmt::format("PRAGMA incremental_vacuum({})", pages)); });
+tl::expected<bool, std::string> StoreWriter::shrink(std::size_t pages) {
+    return attempt([&] {
+        const auto emptyShareIsLarge = [this] {
+            return connection_.integer("PRAGMA freelist_count") * 4 >
+                   connection_.integer("PRAGMA page_count");
+        };
+        if (!emptyShareIsLarge())
+            return false;
+        connection_.execute(fmt::format("PRAGMA incremental_vacuum({})", pages));
+        return emptyShareIsLarge();
+    });
 }
 
 tl::expected<void, std::string> StoreWriter::checkpoint() {
     return attempt([&] {
-        if (connection_.integer("PRAGMA wal_checkpoint(TRUNCATE)") != 0)
-            throw sqlite::Error("the write-ahead log is in use by another program");
+        if (connection_.integer("PRAGMA wal_checkpoint(TRUNCATE)") == 0)
+            return;
+        // Another program is reading: the log stays, but it has to reach the disk.
+        connection_.execute("PRAGMA synchronous = FULL");
+        connection_.execute("UPDATE meta SET row_count = row_count");
     });
 }
 

@@ -53,11 +53,12 @@ class StoreWriter {
     tl::expected<std::uint64_t, std::string> purgeBefore(std::int64_t beforeMicros,
                                                          std::size_t limit);
 
-    /// Gives up to `pages` pages that purging left empty back to the file system.
-    tl::expected<void, std::string> shrink(std::size_t pages);
+    /// Gives up to `pages` empty pages back to the file system while more than a quarter of the
+    /// file is empty: less is soon filled again. True when there is more to give.
+    tl::expected<bool, std::string> shrink(std::size_t pages);
 
-    /// Moves the write-ahead log into the main file and waits until both are on the disk. Readers
-    /// and other writers are waited for.
+    /// Waits until everything is on the disk, and moves the write-ahead log into the main file
+    /// unless another program keeps reading it.
     tl::expected<void, std::string> checkpoint();
 
   private:

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "tallyd/store/Intake.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include <spdlog/spdlog.h>
+
+namespace brindle::tallyd {
+
+Intake::Intake(std::unique_ptr<StoreWriter> writer, IntakeLimits limits, CommitListener listener)
+    : writer_(std::move(writer)), limits_(limits), listener_(std::move(listener)),
+      thread_([this] { run(); }) {}
+
+Intake::~Intake() {
+    if (const auto drained = drain(); !drained)
+        spdlog::error("store: {}", drained.error());
+}
+
+SourceId Intake::addSource(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    sources_.emplace_back().status.name = name;
+    return static_cast<SourceId>(sources_.size() - 1);
+}
+
+void Intake::setState(SourceId source, const std::string& state) {
+    const std::lock_guard lock(mutex_);
+    sources_.at(source).status.state = state;
+}
+
+void Intake::countLost(SourceId source, std::string_view reason, std::uint64_t count) {
+    if (count == 0)
+        return;
+    const std::lock_guard lock(mutex_);
+    auto& status = sources_.at(source).status;
+    status.received += count;
+    status.lost[std::string(reason)] += count;
+}
+
+void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull) {
+    if (records.empty())
+        return;
+    Lock lock(mutex_);
+    Account& account = sources_.at(source);
+    const auto lose = [&](const char* reason, std::size_t count) {
+        account.status.received += count;
+        account.status.lost[reason] += count;
+    };
+    if (whenFull == WhenFull::wait) {
+        // Records that alone are more than the queue holds go in when it is empty.
+        room_.wait(lock, [&] {
+            return stopping_ || queued_ == 0 || queued_ + records.size() <= limits_.queueRecords;
+        });
+    } else if (!stopping_) {
+        const std::size_t room = limits_.queueRecords - std::min(queued_, limits_.queueRecords);
+        if (records.size() > room) {
+            lose("queue full", records.size() - room);
+            records.resize(room);
+        }
+    }
+    if (stopping_)
+        return lose("stopped", records.size());
+    if (records.empty())
+        return;
+    const bool wasEmpty = queued_ == 0;
+    const bool wasFull = queued_ >= fullBatch();
+    queued_ += records.size();
+    account.status.received += records.size();
+    account.underWay += records.size();
+    queue_.push_back({source, Clock::now(), std::move(records)});
+    if (wasEmpty || (!wasFull && queued_ >= fullBatch()))
+        work_.notify_one();
+}
+
+void Intake::run() {
+    Lock lock(mutex_);
+    bool afterBatch = false; // a purge gets on even when every moment a batch is due
+    for (;;) {
+        const bool purgeWaits = !stopping_ && (!purges_.empty() || shrinking_);
+        if (batchDue() && !(afterBatch && purgeWaits)) {
+            storeBatch(lock);
+            afterBatch = true;
+            continue;
+        }
+        afterBatch = false;
+        if (stopping_)
+            break;
+        if (!purges_.empty())
+            purgeStep(lock);
+        else if (shrinking_)
+            shrinkStep(lock);
+        else if (queue_.empty())
+            work_.wait(lock);
+        else
+            work_.wait_until(lock, queue_.front().arrived + limits_.batchAge);
+    }
+    for (const auto& purge : purges_) {
+        purge->done = true;
+        purge->error = "the daemon is stopping";
+    }
+    purges_.clear();
+    purged_.notify_all();
+}
+
+std::size_t Intake::fullBatch() const {
+    return std::min(limits_.batchRecords, limits_.queueRecords);
+}
+
+bool Intake::batchDue() const {
+    return !queue_.empty() && (stopping_ || queued_ >= fullBatch() ||
+                               Clock::now() >= queue_.front().arrived + limits_.batchAge);
+}
+
+void Intake::storeBatch(Lock& lock) {
+    std::vector<std::vector<PacketRecord>> chunks;
+    std::vector<std::pair<SourceId, std::size_t>> counts;
+    std::size_t records = 0;
+    while (!queue_.empty() && records < limits_.batchRecords) {
+        Chunk& chunk = queue_.front();
+        records += chunk.records.size();
+        counts.emplace_back(chunk.source, chunk.records.size());
+        chunks.push_back(std::move(chunk.records));
+        queue_.pop_front();
+    }
+    queued_ -= records;
+    room_.notify_all();
+    lock.unlock();
+
+    const auto first = writer_->append(chunks);
+    reportStore(first ? std::string() : first.error(), records);
+
+    // The account comes before the listener: who sees a live record finds it in the figures.
+    lock.lock();
+    for (const auto& [source, count] : counts) {
+        Account& account = sources_.at(source);
+        account.underWay -= count;
+        if (first)
+            account.status.stored += count;
+        else
+            account.status.lost["store"] += count;
+    }
+    lock.unlock();
+
+    if (first && listener_) {
+        auto stored = std::make_shared<std::vector<StoredRecord>>();
+        stored->reserve(records);
+        std::uint64_t sequence = *first;
+        for (auto& chunk : chunks)
+            for (PacketRecord& record : chunk)
+                stored->push_back({sequence++, std::move(record)});
+        listener_(std::move(stored));
+    }
+    chunks.clear();
+    lock.lock();
+}
+
+void Intake::reportStore(const std::string& error, std::size_t records) {
+    if (!error.empty())
+        storeLost_ += records;
+    if (error == storeError_)
+        return;
+    if (!error.empty())
+        spdlog::error("store: {}; records are being lost", error);
+    else
+        spdlog::warn("store: writing again, {} records were lost", std::exchange(storeLost_, 0));
+    storeError_ = error;
+}
+
+tl::expected<std::uint64_t, std::string> Intake::purgeBefore(std::int64_t beforeMicros) {
+    auto purge = std::make_shared<Purge>();
+    purge->beforeMicros = beforeMicros;
+    Lock lock(mutex_);
+    if (stopping_)
+        return tl::unexpected(std::string("the daemon is stopping"));
+    purges_.push_back(purge);
+    work_.notify_one();
+    purged_.wait(lock, [&] { return purge->done; });
+    if (!purge->error.empty())
+        return tl::unexpected(purge->error);
+    return purge->deleted;
+}
+
+void Intake::purgeStep(Lock& lock) {
+    const std::shared_ptr<Purge> purge = purges_.front();
+    lock.unlock();
+    const auto deleted = writer_->purgeBefore(purge->beforeMicros, limits_.purgeRecords);
+    lock.lock();
+    if (deleted)
+        purge->deleted += *deleted;
+    if (!deleted || *deleted < limits_.purgeRecords) {
+        purge->done = true;
+        purge->error = deleted ? std::string() : deleted.error();
+        purges_.pop_front();
+        purged_.notify_all();
+        shrinking_ = true;
+    }
+}
+
+void Intake::shrinkStep(Lock& lock) {
+    lock.unlock();
+    const auto more = writer_->shrink(limits_.shrinkPages);
+    if (!more)
+        spdlog::warn("store: cannot give space back: {}", more.error());
+    lock.lock();
+    shrinking_ = more.value_or(false);
+}
+
+DaemonStatus Intake::status() const {
+    const std::lock_guard lock(mutex_);
+    DaemonStatus status;
+    for (const Account& account : sources_) {
+        SourceStatus source = account.status;
+        source.received -= account.underWay;
+        status.received += source.received;
+        status.stored += source.stored;
+        for (const auto& [reason, count] : source.lost)
+            status.lost[reason] += count;
+        status.sources.push_back(std::move(source));
+    }
+    return status;
+}
+
+tl::expected<void, std::string> Intake::drain() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopping_ && !thread_.joinable())
+            return {};
+        stopping_ = true;
+        work_.notify_one();
+        room_.notify_all();
+    }
+    thread_.join();
+    return writer_->checkpoint();
+}
+
+} // namespace brindle::tallyd

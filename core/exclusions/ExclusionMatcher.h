@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The derived lists with what makes asking them quick: hash sets of ports and addresses, indexes of
+// ranges. Made whole by a commit, immutable, read from any thread. Its answers are those of a scan
+// over the lists.
+#pragma once
+
+#include "core/exclusions/ExclusionLists.h"
+#include "core/exclusions/RangeIndex.h"
+
+#include <string_view>
+#include <unordered_set>
+
+namespace brindle {
+
+class ExclusionMatcher {
+  public:
+    explicit ExclusionMatcher(ExclusionLists lists);
+    ExclusionMatcher(const ExclusionMatcher&) = delete; // the sets point into the lists
+    ExclusionMatcher& operator=(const ExclusionMatcher&) = delete;
+
+    const ExclusionLists& lists() const { return lists_; }
+
+    /// Ports and addresses count when their texts are equal, whatever the family; ranges only for
+    /// families 4 and 6, without their bounds.
+    bool isExcluded(std::string_view srcip, std::string_view srcport, std::string_view dstip,
+                    std::string_view dstport, int family) const;
+
+  private:
+    ExclusionLists lists_;
+    std::unordered_set<std::string_view> ports_;
+    std::unordered_set<std::string_view> addresses_;
+    RangeIndex rangesV4_;
+    RangeIndex rangesV6_;
+};
+
+} // namespace brindle

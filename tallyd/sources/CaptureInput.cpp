@@ -4,6 +4,7 @@
 #include "tallyd/sources/nflog/NflogDecoder.h"
 #include "tallyd/sources/pflog/PflogDecoder.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <pcap/pcap.h>
 
@@ -32,6 +33,17 @@ bool CaptureInput::recognises(std::string_view start) {
             return true;
     return false;
 }
+
+namespace {
+
+/// Microseconds since 1970; a pcapng file can claim any time, one beyond reckoning is held.
+std::int64_t microsOf(const timeval& time) {
+    constexpr std::int64_t kFarthest = std::int64_t{1} << 42;
+    const std::int64_t seconds = std::clamp<std::int64_t>(time.tv_sec, -kFarthest, kFarthest);
+    return seconds * 1'000'000 + time.tv_usec;
+}
+
+} // namespace
 
 void CaptureInput::ClosePcap::operator()(pcap* capture) const {
     pcap_close(capture);
@@ -74,9 +86,7 @@ bool CaptureInput::read(std::vector<PacketRecord>& records, std::size_t limit) {
             return false;
 
         ++packets_;
-        const std::int64_t micros =
-            static_cast<std::int64_t>(header->ts.tv_sec) * 1'000'000 + header->ts.tv_usec;
-        auto record = decoder_->decode({bytes, header->caplen}, micros);
+        auto record = decoder_->decode({bytes, header->caplen}, microsOf(header->ts));
         if (record) {
             records.push_back(std::move(*record));
             --limit;

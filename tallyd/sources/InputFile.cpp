@@ -3,6 +3,10 @@
 
 #include "tallyd/sources/CaptureInput.h"
 #include "tallyd/sources/InputStream.h"
+#include "tallyd/sources/LogTextInput.h"
+
+#include <cerrno>
+#include <cstring>
 
 namespace brindle::tallyd {
 
@@ -10,9 +14,17 @@ tl::expected<std::unique_ptr<InputFile>, std::string> openInput(const std::strin
     auto stream = InputStream::open(path);
     if (!stream)
         return tl::unexpected(stream.error());
-    if (CaptureInput::recognises(stream->peek(4)))
+    constexpr std::size_t kEnoughToTell = 512;
+    const std::string start = stream->peek(kEnoughToTell);
+    if (start.empty() && std::ferror(stream->file()))
+        return tl::unexpected(stream->name() + ": " + std::strerror(errno));
+    if (CaptureInput::recognises(start))
         return CaptureInput::open(std::move(*stream));
-    return tl::unexpected(path + ": neither a packet capture nor a packet filter's log");
+    if (LogTextInput::recognises(start)) {
+        const LineClock clock = clockFor(*stream);
+        return std::make_unique<LogTextInput>(std::move(*stream), clock);
+    }
+    return tl::unexpected(stream->name() + ": neither a packet capture nor a packet filter's log");
 }
 
 } // namespace brindle::tallyd

@@ -3,14 +3,13 @@
 // What the decoders read from a capture is what tcpdump reads from it, record by record.
 #include "bench/captures/CaptureFile.h"
 #include "tallyd/sources/InputFile.h"
+#include "tests/tallyd/sources/TemporaryFile.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
-#include <unistd.h>
 
 namespace brindle::tallyd {
 namespace {
@@ -60,22 +59,19 @@ TEST_P(TcpdumpAgreement, EveryRecordIsReadAsTcpdumpReadsIt) {
     if (!tcpdumpIsInstalled())
         GTEST_SKIP() << "tcpdump is not installed";
     const Case& which = GetParam();
-    const std::string path = (std::filesystem::temp_directory_path() /
-                              ("agreement-" + std::to_string(getpid()) + ".pcap"))
-                                 .string();
+    const TemporaryFile file;
     ASSERT_TRUE(bench::writeCapture({.kind = which.kind,
                                      .count = 2000,
                                      .seed = 11,
                                      .order = which.order,
                                      .precision = which.precision},
-                                    path));
+                                    file.path()));
     std::vector<PacketRecord> records;
-    auto input = openInput(path);
+    auto input = openInput(file.path());
     ASSERT_TRUE(input) << input.error();
     while ((*input)->read(records, 300)) {
     }
-    const auto lines = linesOf("TZ=UTC tcpdump -n -e -tttt -r " + path + " 2>/dev/null");
-    std::filesystem::remove(path);
+    const auto lines = linesOf("TZ=UTC tcpdump -n -e -tttt -r " + file.path() + " 2>/dev/null");
 
     EXPECT_EQ((*input)->problem(), "");
     EXPECT_TRUE((*input)->skipped().empty());

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "tallyd/sources/ReplaySource.h"
+
+#include "bench/captures/CaptureFile.h"
+#include "tests/tallyd/sources/TemporaryFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace brindle::tallyd {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Keeps what it is given; `waitFor` returns once enough came, or fails the test after a long time.
+class RecordingSink final : public RecordSink {
+  public:
+    struct Seen {
+        std::vector<PacketRecord> records;
+        std::vector<std::string> states;
+        std::string name;
+        std::size_t additions = 0;
+        std::uint64_t lost = 0;
+    };
+
+    SourceId addSource(const std::string& name) override {
+        seen_.name = name;
+        return 5;
+    }
+    void setState(SourceId source, const std::string& state) override {
+        change(source, [&](Seen& seen) { seen.states.push_back(state); });
+    }
+    void add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull) override {
+        EXPECT_EQ(whenFull, WhenFull::wait);
+        EXPECT_FALSE(records.empty());
+        change(source, [&](Seen& seen) {
+            ++seen.additions;
+            seen.records.insert(seen.records.end(), records.begin(), records.end());
+        });
+    }
+    void countLost(SourceId source, std::string_view, std::uint64_t count) override {
+        change(source, [&](Seen& seen) { seen.lost += count; });
+    }
+
+    template <typename Predicate>
+    Seen waitFor(Predicate predicate) {
+        std::unique_lock lock(mutex_);
+        EXPECT_TRUE(changed_.wait_for(lock, 30s, [&] { return predicate(seen_); }));
+        return seen_;
+    }
+    Seen waitForEnd() {
+        return waitFor([](const Seen& seen) {
+            return !seen.states.empty() && seen.states.back() != "running";
+        });
+    }
+
+  private:
+    template <typename Change>
+    void change(SourceId source, Change how) {
+        EXPECT_EQ(source, 5u);
+        const std::lock_guard lock(mutex_);
+        how(seen_);
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    Seen seen_;
+};
+
+std::unique_ptr<Source> makeStarted(const std::string& spec, RecordSink& sink) {
+    auto source = makeSource(spec);
+    EXPECT_TRUE(source) << source.error();
+    (*source)->start(sink);
+    return std::move(*source);
+}
+
+std::int64_t wallMicros() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+TEST(ReplaySource, EveryRecordIsSentOnceInOrderWithThePresentTime) {
+    TemporaryFile file;
+    ASSERT_TRUE(bench::writeCapture({.count = 10'000}, file.path()));
+    std::vector<PacketRecord> recorded;
+    ASSERT_FALSE((*openInput(file.path()))->read(recorded, 20'000));
+
+    const std::int64_t before = wallMicros();
+    RecordingSink sink;
+    const auto source = makeStarted("replay:" + file.path() + "@max", sink);
+    const auto seen = sink.waitForEnd();
+    EXPECT_EQ(seen.name, source->name());
+    EXPECT_THAT(seen.states, testing::ElementsAre("running", "ended"));
+    ASSERT_EQ(seen.records.size(), recorded.size());
+    std::int64_t last = before;
+    for (std::size_t i = 0; i < recorded.size(); ++i) {
+        EXPECT_GE(seen.records[i].timeMicros, last);
+        last = seen.records[i].timeMicros;
+        recorded[i].timeMicros = last;
+        ASSERT_EQ(seen.records[i], recorded[i]) << i;
+    }
+    EXPECT_LE(last, wallMicros());
+}
+
+TEST(ReplaySource, GapsOfTheRecordingAreKeptAndHighRatesSentInBatches) {
+    TemporaryFile file;
+    ASSERT_TRUE(bench::writeCapture({.count = 2000, .span = 20}, file.path()));
+    std::vector<PacketRecord> recorded;
+    (*openInput(file.path()))->read(recorded, 2000);
+    const std::int64_t span = (recorded.back().timeMicros - recorded.front().timeMicros) / 100;
+
+    RecordingSink sink;
+    const auto source = makeStarted("replay:" + file.path() + "@100", sink);
+    const auto seen = sink.waitForEnd();
+    ASSERT_EQ(seen.records.size(), 2000u);
+    // Never faster than told (the wall clock may be set right meanwhile); how much slower depends
+    // on the machine.
+    EXPECT_GE(seen.records.back().timeMicros - seen.records.front().timeMicros, span * 9 / 10);
+    EXPECT_LT(seen.additions, 200u) << "about one every 20 ms, not one a record";
+}
+
+TEST(ReplaySource, DestructionDoesNotWaitForTheNextRecord) {
+    TemporaryFile file;
+    ASSERT_TRUE(bench::writeCapture({.count = 2, .span = 864'000}, file.path()));
+    RecordingSink sink;
+    auto source = makeStarted("replay:" + file.path() + "@0.5", sink);
+    sink.waitFor([](const auto& seen) { return seen.records.size() == 1; });
+    source.reset(); // would take days
+    EXPECT_EQ(sink.waitFor([](const auto&) { return true; }).records.size(), 1u);
+}
+
+TEST(ReplaySource, LoopStartsAgainAndCountsWhatIsLostEachTime) {
+    const TemporaryFile file("no packet\n"
+                             "x IN=eth0 OUT= SRC=203.0.113.7 DST=10.0.0.5 PROTO=UDP\n");
+    RecordingSink sink;
+    auto source = makeStarted("replay:" + file.path() + "@max,loop", sink);
+    sink.waitFor([](const auto& seen) { return seen.records.size() >= 5 && seen.lost >= 5; });
+    std::filesystem::remove(file.path());
+    const auto seen = sink.waitForEnd();
+    EXPECT_EQ(seen.states.back(), file.path() + ": No such file or directory");
+    EXPECT_EQ(seen.lost, seen.records.size());
+}
+
+TEST(ReplaySource, CutRecordingSaysSoAtItsEnd) {
+    TemporaryFile file;
+    ASSERT_TRUE(bench::writeCapture({.count = 5}, file.path()));
+    file.shortenBy(1);
+    RecordingSink sink;
+    const auto source = makeStarted("replay:" + file.path() + "@max", sink);
+    const auto seen = sink.waitForEnd();
+    EXPECT_EQ(seen.records.size(), 4u);
+    EXPECT_THAT(seen.states.back(), testing::HasSubstr("packet 5 is cut short"));
+}
+
+TEST(MakeSource, SpecificationIsReadOrRefusedByName) {
+    const auto plan = ReplayPlan::parse("/home/a@b/x.pcap@0.5,loop");
+    ASSERT_TRUE(plan);
+    EXPECT_EQ(plan->path, "/home/a@b/x.pcap");
+    EXPECT_EQ(plan->speed, 0.5);
+    EXPECT_EQ(plan->repeat, ReplayPlan::Repeat::loop);
+    EXPECT_EQ(ReplayPlan::parse("/home/a@b/x.pcap")->speed, 1.0);
+    EXPECT_EQ(ReplayPlan::parse("x@max")->speed, std::nullopt);
+
+    for (const auto& [spec, reason] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"replay:/nonexistent.pcap", "/nonexistent.pcap: No such file or directory"},
+             {"replay:x@fast", "the speed \"fast\" is neither a positive number nor max"},
+             {"replay:x@0", "the speed \"0\" is neither a positive number nor max"},
+             {"replay:x@-1", "the speed \"-1\" is neither a positive number nor max"},
+             {"replay:x@,loop", "the speed \"\" is neither a positive number nor max"},
+             {"replay:", "no file is named"},
+             {"replay:-", "standard input cannot be replayed"},
+             {"nflog:5", "cannot follow a live nflog source"},
+             {"radio:1", "there is no source of the kind \"radio\""},
+             {"replay", "a kind and a colon are expected"}}) {
+        const auto source = makeSource(spec);
+        ASSERT_FALSE(source) << spec;
+        EXPECT_THAT(source.error(), testing::StartsWith("source \"" + std::string(spec) + "\": "));
+        EXPECT_THAT(source.error(), testing::HasSubstr(reason));
+    }
+}
+
+} // namespace
+} // namespace brindle::tallyd

@@ -165,10 +165,10 @@ std::string_view RecordLines::epochInForm(double epoch) {
     return text;
 }
 
-std::string_view RecordLines::number(std::size_t index, std::int64_t value) {
+std::string_view RecordLines::number(std::size_t key, std::int64_t value) {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    std::string& text = scratch_[index];
+    std::string& text = scratch_[key];
     text.clear();
     if (format_ == Format::jsonl)
         text += '"';

@@ -42,7 +42,7 @@ class RecordLines {
     void appendTableLine(const Fields& fields, std::string& out);
     std::string inForm(std::string_view text) const;
     std::string_view dateInForm(double epoch);
-    std::string_view number(std::size_t slot, std::int64_t value);
+    std::string_view number(std::size_t key, std::int64_t value);
     std::string_view epochInForm(double epoch);
 
     Format format_;

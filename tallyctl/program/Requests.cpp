@@ -64,7 +64,7 @@ Outcome runQuery(const Arguments& arguments, TallydConnection& connection, Outpu
         [answer](const std::string& line) { answer->ending.set(tl::make_unexpected(line)); });
 
     RecordReply reply;
-    reply.batch = [answer, &output](std::shared_ptr<const RecordBatch> batch) {
+    reply.batch = [answer, &output](const std::shared_ptr<const RecordBatch>& batch) {
         answer->buffer.clear();
         answer->lines.append(*batch, answer->buffer);
         if (const auto result = output.write(answer->buffer); result != WriteResult::written)
@@ -73,7 +73,7 @@ Outcome runQuery(const Arguments& arguments, TallydConnection& connection, Outpu
     reply.end = [answer] { answer->ending.set({}); };
     const auto running =
         proxy->doQueryFromEpochFrom(arguments.from, arguments.to, std::move(reply));
-    const Outcome outcome = answer->ending.wait();
+    Outcome outcome = answer->ending.wait();
     // After this no batch is printed, whatever the end was.
     running->cancel();
     return outcome;

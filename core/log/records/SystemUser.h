@@ -10,10 +10,16 @@
 
 namespace brindle {
 
+/// The id of a user whose id could not be read; no record carries it as a real one.
+inline constexpr std::int64_t kUnknownPosixID = 2147483647;
+
 struct VDXSystemUser {
-    std::int64_t posixID = 0;
-    std::string posixName;
-    Picture smallRoundImage;
+    std::string fullName;     ///< display name
+    std::string posixName;    ///< login name
+    std::int64_t posixID = 0; ///< or kUnknownPosixID
+    Picture smallRoundImage;  ///< clipped to an ellipse, 16 by 16 points
+    Picture bigRoundImage;    ///< clipped to an ellipse, 128 by 128 points
+    bool isAdmin = false;     ///< member of the administrators' group
 };
 
 } // namespace brindle

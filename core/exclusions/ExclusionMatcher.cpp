@@ -1,27 +1,37 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/exclusions/ExclusionMatcher.h"
 
+#include <bit>
+#include <functional>
 #include <utility>
 
 namespace brindle {
-namespace {
 
-bool holdsEither(const std::unordered_set<std::string_view>& texts, std::string_view a,
-                 std::string_view b) {
-    return !texts.empty() && (texts.contains(a) || texts.contains(b));
+TextSet::TextSet(const std::vector<std::string>& texts) : texts_(texts.begin(), texts.end()) {
+    if (texts_.empty())
+        return;
+    present_.resize(std::bit_ceil(texts_.size() * 16)); // one look-up in 16 goes on to the texts
+    for (const std::string_view text : texts_)
+        present_[bitOf(text)] = true;
 }
 
-} // namespace
+std::size_t TextSet::bitOf(std::string_view text) const {
+    return std::hash<std::string_view>{}(text) & (present_.size() - 1);
+}
+
+bool TextSet::contains(std::string_view text) const {
+    return !present_.empty() && present_[bitOf(text)] && texts_.contains(text);
+}
 
 ExclusionMatcher::ExclusionMatcher(ExclusionLists lists)
-    : lists_(std::move(lists)), ports_(lists_.excludedPorts.begin(), lists_.excludedPorts.end()),
-      addresses_(lists_.excludedAddresses.begin(), lists_.excludedAddresses.end()),
+    : lists_(std::move(lists)), ports_(lists_.excludedPorts), addresses_(lists_.excludedAddresses),
       rangesV4_(lists_.excludedRangesV4), rangesV6_(lists_.excludedRangesV6) {}
 
 bool ExclusionMatcher::isExcluded(std::string_view srcip, std::string_view srcport,
                                   std::string_view dstip, std::string_view dstport,
                                   int family) const {
-    if (holdsEither(ports_, srcport, dstport) || holdsEither(addresses_, srcip, dstip))
+    if (ports_.contains(srcport) || ports_.contains(dstport) || addresses_.contains(srcip) ||
+        addresses_.contains(dstip))
         return true;
     if (family == 4)
         return rangesV4_.covers(srcip) || rangesV4_.covers(dstip);

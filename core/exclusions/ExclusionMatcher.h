@@ -8,10 +8,28 @@
 #include "core/exclusions/ExclusionLists.h"
 #include "core/exclusions/RangeIndex.h"
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 namespace brindle {
+
+/// Texts by equality. Most records hold none of them, and a bit says so without a look at the
+/// texts.
+class TextSet {
+  public:
+    /// The texts must outlive the set.
+    explicit TextSet(const std::vector<std::string>& texts);
+    bool contains(std::string_view text) const;
+
+  private:
+    std::size_t bitOf(std::string_view text) const;
+
+    std::unordered_set<std::string_view> texts_;
+    std::vector<bool> present_; ///< one bit for all texts of the same hash remainder
+};
 
 class ExclusionMatcher {
   public:
@@ -28,8 +46,8 @@ class ExclusionMatcher {
 
   private:
     ExclusionLists lists_;
-    std::unordered_set<std::string_view> ports_;
-    std::unordered_set<std::string_view> addresses_;
+    TextSet ports_;
+    TextSet addresses_;
     RangeIndex rangesV4_;
     RangeIndex rangesV6_;
 };

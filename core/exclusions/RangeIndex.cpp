@@ -50,17 +50,31 @@ std::uint64_t startNumber(std::string_view bytes) {
     return number;
 }
 
-std::string orderKey(std::string_view text) {
-    std::string key;
-    key.reserve(text.size() * 2);
-    appendNumericOrderKey(key, text);
-    return key;
-}
+/// The order key of a text, without an allocation for texts as long as addresses are.
+class OrderKey {
+  public:
+    explicit OrderKey(std::string_view text) {
+        char* out = short_;
+        if (numericOrderKeyBound(text.size()) > sizeof short_) {
+            long_.resize(numericOrderKeyBound(text.size()));
+            out = long_.data();
+        }
+        view_ = std::string_view(out, writeNumericOrderKey(text, out));
+    }
+    OrderKey(const OrderKey&) = delete;
+    OrderKey& operator=(const OrderKey&) = delete;
+    std::string_view view() const { return view_; }
+
+  private:
+    char short_[128];
+    std::string long_;
+    std::string_view view_;
+};
 
 } // namespace
 
 void TextIntervals::add(std::string_view low, std::string_view high) {
-    Pending interval{orderKey(low), orderKey(high)};
+    Pending interval{numericOrderKey(low), numericOrderKey(high)};
     if (interval.low < interval.high)
         pending_.push_back(std::move(interval));
 }
@@ -107,15 +121,16 @@ std::string_view TextIntervals::high(std::size_t index) const {
 bool TextIntervals::covers(std::string_view text) const {
     if (places_.empty())
         return false;
-    const std::string key = orderKey(text);
+    const OrderKey holder(text);
+    const std::string_view key = holder.view();
     // The intervals that begin before the text; only the last of them can reach beyond it.
     std::size_t begun = 0;
     const std::string_view shared = std::string_view(keys_).substr(0, shared_);
-    const int order = std::string_view(key).substr(0, shared_).compare(shared);
+    const int order = key.substr(0, shared_).compare(shared);
     if (order > 0) {
         begun = places_.size();
     } else if (order == 0) {
-        const std::uint64_t start = startNumber(std::string_view(key).substr(shared_));
+        const std::uint64_t start = startNumber(key.substr(shared_));
         const auto [from, to] = std::ranges::equal_range(lowStarts_, start);
         begun = static_cast<std::size_t>(from - lowStarts_.begin());
         auto end = static_cast<std::size_t>(to - lowStarts_.begin());

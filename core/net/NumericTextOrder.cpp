@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/net/NumericTextOrder.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -47,27 +48,41 @@ std::weak_ordering numericTextOrder(std::string_view a, std::string_view b) {
     return a.size() <=> b.size();
 }
 
-void appendNumericOrderKey(std::string& key, std::string_view text) {
+char* writeNumericOrderKey(std::string_view text, char* out) {
     // A number becomes "0", which stands where digits stand among the other bytes, then how many
     // digits it has, then the digits: more digits are a greater value.
     constexpr std::size_t kLongNumber = 0xFF;
-    while (!text.empty()) {
-        if (!isDigit(text.front())) {
-            key += text.front();
-            text.remove_prefix(1);
+    const char* next = text.data();
+    const char* const end = next + text.size();
+    while (next != end) {
+        if (!isDigit(*next)) {
+            *out++ = *next++;
             continue;
         }
-        const std::string_view digits = takeNumber(text);
-        key += '0';
-        if (digits.size() < kLongNumber) {
-            key += static_cast<char>(digits.size());
-        } else {
-            key += static_cast<char>(kLongNumber);
+        while (next != end && *next == '0')
+            ++next;
+        *out++ = '0';
+        // Copied before their number is known, as nearly all are short: one look at each byte.
+        char* const length = out++;
+        const char* const digits = next;
+        while (next != end && isDigit(*next))
+            *out++ = *next++;
+        const auto count = static_cast<std::size_t>(next - digits);
+        *length = static_cast<char>(std::min(count, kLongNumber));
+        if (count >= kLongNumber) {
+            out = length + 1;
             for (int shift = 56; shift >= 0; shift -= 8)
-                key += static_cast<char>(std::uint64_t{digits.size()} >> shift);
+                *out++ = static_cast<char>(std::uint64_t{count} >> shift);
+            out = std::copy(digits, next, out);
         }
-        key += digits;
     }
+    return out;
+}
+
+std::string numericOrderKey(std::string_view text) {
+    std::string key(numericOrderKeyBound(text.size()), '\0');
+    key.resize(static_cast<std::size_t>(writeNumericOrderKey(text, key.data()) - key.data()));
+    return key;
 }
 
 } // namespace brindle

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -25,8 +26,17 @@ struct NumericTextLess {
     }
 };
 
-/// Appends a key for `text` to `key`: keys compared byte by byte, as unsigned, order exactly as
-/// numericTextOrder orders their texts. For indexes that compare one text with many.
-void appendNumericOrderKey(std::string& key, std::string_view text);
+/// Bytes that the order key of a text of that many bytes takes at the most.
+constexpr std::size_t numericOrderKeyBound(std::size_t size) {
+    return 2 * size + 1;
+}
+
+/// Writes a key for `text` to `out`, which has room for numericOrderKeyBound bytes, and returns
+/// where it ends. Keys compared byte by byte, as unsigned, a key before every longer one that
+/// starts with it, order exactly as numericTextOrder orders their texts. For indexes that compare
+/// one text with many.
+char* writeNumericOrderKey(std::string_view text, char* out);
+
+std::string numericOrderKey(std::string_view text);
 
 } // namespace brindle

@@ -18,10 +18,7 @@ int sign(std::weak_ordering order) {
 }
 
 int keyOrder(std::string_view a, std::string_view b) {
-    std::string keyA, keyB;
-    appendNumericOrderKey(keyA, a);
-    appendNumericOrderKey(keyB, b);
-    return sign(keyA <=> keyB);
+    return sign(numericOrderKey(a) <=> numericOrderKey(b));
 }
 
 TEST(NumericTextOrder, NumbersByValueEverythingElseByCode) {

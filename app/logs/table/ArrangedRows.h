@@ -5,35 +5,15 @@
 // array controller; main thread.
 #pragma once
 
+#include "app/logs/table/ArrangementObserver.h"
 #include "app/logs/table/LogRows.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <vector>
 
 namespace brindle {
-
-/// Told of changes of the arrangement. Positions count arranged rows. While an "about to" call runs
-/// the arrangement is still the old one; in the call after it, the new one.
-class ArrangementObserver {
-  public:
-    virtual ~ArrangementObserver() = default;
-    virtual void rowsAboutToBeInserted(std::size_t first, std::size_t count) = 0;
-    virtual void rowsInserted() = 0;
-    virtual void rowsAboutToBeRemoved(std::size_t first, std::size_t count) = 0;
-    virtual void rowsRemoved() = 0;
-    /// The same rows in another order; newPositions[old position] is where a row went.
-    virtual void rowsAboutToBeRearranged() = 0;
-    virtual void rowsRearranged(std::span<const std::uint32_t> newPositions) = 0;
-    virtual void aboutToBeCleared() = 0;
-    virtual void cleared() = 0;
-    /// Texts of one row changed.
-    virtual void rowChanged(std::size_t position) = 0;
-    /// The number of rows, arranged or not, or whether work is under way may have changed.
-    virtual void arrangementCountsChanged() = 0;
-};
 
 class ArrangedRows {
   public:
@@ -44,21 +24,42 @@ class ArrangedRows {
 
     std::size_t size() const { return slots_.size(); }
     RowSlot operator[](std::size_t position) const { return slots_[position]; }
-    std::span<const RowSlot> slots() const { return slots_; }
+    std::span<const RowSlot> shown() const { return slots_; }
 
-    void insert(std::size_t position, std::span<const RowSlot> slots);
+    void insert(std::size_t position, std::span<const RowSlot> added);
     void remove(std::size_t position, std::size_t count);
     void clear();
 
     /// A run of rows that goes in before (or comes out at) a position of the present arrangement.
     struct Insertion {
         std::size_t position;
-        Slots slots;
+        Slots added;
     };
     struct Removal {
         std::size_t position;
         std::size_t count;
     };
+    /// The runs of rows from position `first` that `chosen` holds for.
+    template <typename Chosen>
+    std::vector<Removal> runsWhere(std::size_t first, Chosen chosen) const {
+        std::vector<Removal> runs;
+        for (std::size_t i = first; i < slots_.size(); ++i) {
+            if (!chosen(slots_[i]))
+                continue;
+            if (!runs.empty() && runs.back().position + runs.back().count == i)
+                ++runs.back().count;
+            else
+                runs.push_back({i, 1});
+        }
+        return runs;
+    }
+    template <typename Chosen>
+    void removeWhere(Chosen chosen, const LogRows& rows) {
+        apply(runsWhere(0, chosen), {}, rows);
+    }
+    /// Of an arrangement in insertion order: the first position with a row at `place` or after it.
+    std::size_t firstFrom(std::int64_t place, const LogRows& rows) const;
+
     /// Both in ascending order of position; insertions' positions count the rows as they are now.
     void apply(const std::vector<Removal>& removals, const std::vector<Insertion>& insertions,
                const LogRows& rows);

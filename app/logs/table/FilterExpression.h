@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -55,13 +56,29 @@ class FilterExpression {
 
     /// One row; main thread.
     bool matches(const VDXLog& log) const;
-    /// Rows `first` to `first + passes.size()` of a batch as they are shown without texts of their
-    /// own; passes[i] becomes 1 or 0. Any thread.
-    void matchRows(const RecordBatch& batch, const FilterNames& names, std::size_t first,
-                   std::vector<std::uint8_t>& passes) const;
 
   private:
+    friend class FilterMatcher;
     std::vector<std::shared_ptr<const FilterTerm>> terms_;
+};
+
+/// Evaluates an expression on many rows. Keeps what it found out about ports and users from batch
+/// to batch; one for each piece of work, used by one thread.
+class FilterMatcher {
+  public:
+    /// The expression outlives the matcher.
+    FilterMatcher(const FilterExpression& expression, FilterNames names);
+    ~FilterMatcher();
+
+    /// Rows `first` to `first + passes.size()` of a batch, as they are shown when no row has texts
+    /// of its own. Sets each element to 1 or 0.
+    void match(const RecordBatch& batch, std::size_t first, std::span<std::uint8_t> passes);
+
+  private:
+    struct TermState;
+    FilterNames names_;
+    std::vector<TermState> states_;
+    std::string folded_; ///< the batch's characters in lower case
 };
 
 /// The fields that terms can name, with a short explanation each, for help texts and completion.

@@ -62,9 +62,11 @@ class LogRows {
     VDXLog& at(RowSlot slot) { return logs_[order(slot)]; }
     LogId idOf(RowSlot slot) const;
     std::optional<RowSlot> find(LogId id) const;
-    /// Places of the rows from `from` to before `to`, in order.
-    void appendSlots(std::int64_t from, std::int64_t to, std::vector<RowSlot>& slots) const;
+    /// Appends the slots of the rows at places from `from` to before `to`, in order.
+    void appendSlots(std::int64_t from, std::int64_t to, std::vector<RowSlot>& found) const;
     std::size_t countBetween(std::int64_t from, std::int64_t to) const;
+    /// The place behind the last row, were the last `rows` rows not there.
+    std::int64_t endWithout(std::size_t rows) const;
 
     const std::deque<RowRun>& runs() const { return runs_; }
     /// Rows whose texts are not, or not all, those of their batch.

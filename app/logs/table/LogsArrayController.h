@@ -26,6 +26,7 @@
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 namespace brindle {
 
@@ -94,18 +95,24 @@ class LogsArrayController {
   private:
     struct Job;
 
-    void scheduleFlush();
-    bool showsInsertionOrder() const { return !sort_ && !filtering(); }
     bool filtering() const { return filter_ && !filter_->empty(); }
+    void scheduleFlush();
     bool backIsDue() const;
-    void applyChanges(std::int64_t begin, std::int64_t end);
+    void applyChanges(std::int64_t end);
+    std::vector<ArrangedRows::Insertion> sortedInsertions(const std::vector<RowSlot>& added) const;
+    void tellChangedRows();
+    void tellCounts();
+
     void rearrange();
     ArrangementInput snapshot();
     void finishJob(std::vector<RowSlot> next);
     void abandonJob();
-    void installSnapshot(std::vector<RowSlot> next, std::int64_t begin, std::int64_t end);
+    void install(std::vector<RowSlot> next, const Job& job);
+
+    void popBack();
     void removeLeavingNow();
-    void noteUser(const VDXLog& log);
+    void holdBounds();
+    void noteUser(std::uint32_t uid);
     const FilterNames& names();
 
     const std::shared_ptr<platform::DispatchQueue> main_;
@@ -120,16 +127,16 @@ class LogsArrayController {
     std::int64_t arrangedEnd_ = 0;
     std::optional<SortOrder> sort_;
     std::shared_ptr<const FilterExpression> filter_;
-    bool misplaced_ = false; ///< texts changed that sort or filter look at
+    std::unordered_set<RowSlot> changed_; ///< rows whose texts changed in this turn
+    bool misplaced_ = false;              ///< some of them are sorted or filtered by those texts
 
     std::unordered_set<AnswerId> answers_;
     std::uint64_t lastAnswer_ = 0;
     bool answerEnded_ = false; ///< what waits is shown with the next flush
 
-    FilterNames names_;
-    std::unordered_map<std::uint32_t, std::string> users_;
+    FilterNames names_;                                    ///< made when first needed
+    std::unordered_map<std::uint32_t, std::string> users_; ///< of every uid seen
     std::uint32_t lastUid_ = 0;
-    bool usersChanged_ = true;
 
     std::shared_ptr<Job> job_;
     bool flushScheduled_ = false;

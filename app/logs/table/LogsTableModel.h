@@ -9,17 +9,20 @@
 //     connect(&model, &LogsTableModel::countsChanged, this, &Window::showCounts);
 #pragma once
 
-#include "app/logs/table/LogsArrayController.h"
+#include "app/logs/table/ArrangementObserver.h"
 #include "app/logs/table/PictureSource.h"
 
 #include <QAbstractTableModel>
 #include <QItemSelection>
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <span>
 #include <vector>
 
 namespace brindle {
+
+class LogsArrayController;
 
 class LogsTableModel final : public QAbstractTableModel, private ArrangementObserver {
     Q_OBJECT

@@ -30,18 +30,17 @@ struct SortKey {
     Kind kind = Kind::number;
     std::uint64_t high = 0; ///< first half of an IPv6 address
     std::uint64_t low = 0;  ///< its second half, or the number
-    std::string text;       ///< as shown
-};
-std::strong_ordering operator<=>(const SortKey& a, const SortKey& b);
-bool operator==(const SortKey& a, const SortKey& b);
+    std::string text;       ///< bytes that compare as the texts do
 
-/// Texts as the table sorts them: runs of digits by value, ASCII letters without regard to case;
-/// only equal texts are equal.
-std::strong_ordering textOrder(std::string_view a, std::string_view b);
+    friend std::strong_ordering operator<=>(const SortKey&, const SortKey&) = default;
+    friend bool operator==(const SortKey&, const SortKey&) = default;
+};
 
 SortKey sortKeyOfTime(double epoch);
 SortKey sortKeyOfNumber(std::uint64_t number);
 SortKey sortKeyOfVerdict(Action action, Direction direction);
+/// Runs of digits compare by value, ASCII letters without regard to case; texts that differ in
+/// neither by their bytes.
 SortKey sortKeyOfText(std::string_view text);
 /// Numeric for an address, else the text.
 SortKey sortKeyOfAddress(std::string_view text);

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "protocol/TallydServer.h"
+
+#include "protocol/server/HelperServer.h"
+#include "protocol/server/Peer.h"
+#include "protocol/server/Workers.h"
+#include "protocol/wire/BufferedStream.h"
+#include "protocol/wire/LoopThread.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include <capnp/rpc-twoparty.h>
+#include <kj/io.h>
+
+namespace brindle {
+
+namespace {
+
+using server::Peer;
+using server::ServerContext;
+
+/// Requests are small; only the ports arrays may take some room.
+constexpr std::uint64_t kRequestWords = (1 << 20) / sizeof(capnp::word);
+/// The requests under way of one client, all together.
+constexpr std::size_t kRequestsWords = 4 * kRequestWords;
+/// A client that leaves so much unread is not listened to until it reads.
+constexpr std::size_t kUnreadBytes = 8 << 20;
+/// All that a refused client may say: enough to be told why.
+constexpr std::uint64_t kRefusedPeerBytes = 64 * 1024;
+
+capnp::ReaderOptions requestLimits() {
+    capnp::ReaderOptions options;
+    options.traversalLimitInWords = kRequestWords;
+    return options;
+}
+
+/// One client. Made and destroyed on the loop thread, outside of promise callbacks.
+class Connection {
+  public:
+    Connection(kj::Own<kj::AsyncIoStream> socket, ServerContext& context, PeerAccess access)
+        : stream_(kj::mv(socket)),
+          network_(stream_, capnp::rpc::twoparty::Side::SERVER, requestLimits()),
+          peer_(kj::refcounted<Peer>(context, std::move(access))),
+          rpc_(capnp::makeRpcServer(network_,
+                                    kj::heap<server::BootstrapServer>(kj::addRef(*peer_)))) {
+        rpc_.setFlowLimit(kRequestsWords);
+        stream_.setReadGate([this] { return network_.getCurrentQueueSize() < kUnreadBytes; });
+        if (!peer_->access.mayRead)
+            stream_.setReadLimit(kRefusedPeerBytes);
+        ++context.clients;
+    }
+    ~Connection() {
+        --peer_->context.clients;
+        peer_->close();
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    Peer& peer() { return *peer_; }
+    bool isRefused() const { return !peer_->access.mayRead; }
+
+    /// `ended` runs once, in a promise callback, when the client is gone or talks nonsense.
+    void watch(kj::Function<void()> ended) {
+        watch_ =
+            network_.onDisconnect().then(kj::mv(ended)).eagerlyEvaluate([](kj::Exception&&) {});
+    }
+
+  private:
+    wire::BufferedStream stream_;
+    capnp::TwoPartyVatNetwork network_;
+    kj::Own<Peer> peer_;
+    capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc_;
+    kj::Promise<void> watch_ = nullptr;
+};
+
+class Server final : public TallydServer {
+  public:
+    Server(DaemonService& service, ServerLimits limits)
+        : loop_("server"), workers_(limits.workers, loop_), context_{.service = service,
+                                                                     .limits = limits,
+                                                                     .workers = workers_} {}
+
+    ~Server() override {
+        // Connections first, so that nothing asks the workers any more; then the workers, whose
+        // last words need the loop.
+        loop_.post([this] {
+            closing_ = true;
+            connections_.clear();
+        });
+        workers_.stop();
+        loop_.stop();
+    }
+
+    void accept(int fd, PeerAccess access) override {
+        loop_.post([this, socket = kj::AutoCloseFd(fd), access = std::move(access)]() mutable {
+            admit(kj::mv(socket), std::move(access));
+        });
+    }
+
+    void publish(std::shared_ptr<const std::vector<StoredRecord>> records) override {
+        if (context_.liveClients == 0 || !records || records->empty())
+            return;
+        loop_.post([this, records = std::move(records)] {
+            for (auto& [id, connection] : connections_) {
+                server::LiveStream& live = connection->peer().live;
+                if (live.isRunning())
+                    context_.liveLost += live.offer(records);
+            }
+        });
+    }
+
+  private:
+    /// A refused client is told so, but clients that are refused never keep the others out.
+    bool hasRoomFor(const PeerAccess& access) const {
+        if (connections_.size() >= context_.limits.connections)
+            return false;
+        if (access.mayRead)
+            return true;
+        const auto refused =
+            std::count_if(connections_.begin(), connections_.end(),
+                          [](const auto& entry) { return entry.second->isRefused(); });
+        return static_cast<std::size_t>(refused) <
+               std::max<std::size_t>(context_.limits.connections / 8, 1);
+    }
+
+    void admit(kj::AutoCloseFd socket, PeerAccess access) {
+        if (closing_ || !hasRoomFor(access))
+            return;
+        const std::uint64_t id = nextId_++;
+        auto stream = loop_.io().wrapSocketFd(kj::mv(socket));
+        auto connection = std::make_unique<Connection>(kj::mv(stream), context_, std::move(access));
+        connection->watch([this, id] { loop_.post([this, id] { connections_.erase(id); }); });
+        connections_.emplace(id, std::move(connection));
+    }
+
+    wire::LoopThread loop_;
+    server::Workers workers_;
+    ServerContext context_;
+
+    // On the loop thread only.
+    std::map<std::uint64_t, std::unique_ptr<Connection>> connections_;
+    std::uint64_t nextId_ = 1;
+    bool closing_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<TallydServer> makeTallydServer(DaemonService& service, ServerLimits limits) {
+    return std::make_unique<Server>(service, limits);
+}
+
+} // namespace brindle

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The daemon's front door: listens on a socket in the file system, asks the kernel who connects, and
-// hands each connection with what it may do to the server. Owned by tallyd's main; its accept thread
-// lives as long as the object.
+// The daemon's front door: listens on a socket in the file system, asks the kernel who connects,
+// and hands each connection with what it may do to the server. Owned by tallyd's main; its accept
+// thread lives as long as the object.
 //
 //     auto listener = Listener::create("/run/tallyd/tallyd.sock", *server);
 #pragma once

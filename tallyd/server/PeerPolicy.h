@@ -19,8 +19,8 @@ namespace brindle::tallyd {
 inline constexpr const char* kReadersGroup = "tallyd";
 
 struct PeerPolicy {
-    uid_t daemonUser = 0;                  ///< the uid the daemon runs as
-    std::optional<gid_t> readersGroup;     ///< nothing where the machine has no such group
+    uid_t daemonUser = 0;              ///< the uid the daemon runs as
+    std::optional<gid_t> readersGroup; ///< nothing where the machine has no such group
 
     /// `peerName`: the peer's login name, empty when it has none; used in the refusals only.
     PeerAccess access(const platform::PeerCredentials& peer, const std::string& peerName) const;

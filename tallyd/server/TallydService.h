@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // What the daemon answers: checks and bounds the arguments of each request, then asks the store's
-// reader, or the intake for what the reader cannot know. Made by tallyd's main, asked by the server's
-// workers, from several of them at once.
+// reader, or the intake for what the reader cannot know. Made by tallyd's main, asked by the
+// server's workers, from several of them at once.
 //
 //     TallydService service(store.reader(), {.purge = ..., .intakeStatus = ...}, "0.1.0");
 //     auto server = makeTallydServer(service);
@@ -38,15 +38,12 @@ class TallydService final : public DaemonService {
     std::string version() const override;
     tl::expected<std::unique_ptr<RecordCursor>, std::string> openQuery(double from,
                                                                        double to) override;
-    tl::expected<CountReply, std::string> countObjects(double epoch, Action action,
-                                                       Direction direction,
-                                                       const std::string& obj) override;
-    tl::expected<BreakdownReply, std::string> portsFromIp(double epoch, const std::string& ip,
-                                                          Action action,
-                                                          Direction direction) override;
-    tl::expected<BreakdownReply, std::string> ipsFromPort(double epoch, std::int64_t port,
-                                                          Action action,
-                                                          Direction direction) override;
+    tl::expected<CountReply, std::string>
+    countObjects(double epoch, Action action, Direction direction, const std::string& obj) override;
+    tl::expected<BreakdownReply, std::string>
+    portsFromIp(double epoch, const std::string& ip, Action action, Direction direction) override;
+    tl::expected<BreakdownReply, std::string>
+    ipsFromPort(double epoch, std::int64_t port, Action action, Direction direction) override;
     tl::expected<std::optional<double>, std::string> oldestRecord() override;
     tl::expected<std::optional<double>, std::string> newestRecord() override;
     tl::expected<std::uint64_t, std::string> rowsCount() override;

@@ -30,7 +30,10 @@ class PictureIconEngine final : public QIconEngine {
         if (mode == QIcon::Disabled) {
             painter->setOpacity(painter->opacity() * kDisabledOpacity);
         }
-        painter->drawImage(rect.topLeft(), image);
+        const QSize size = image.deviceIndependentSize().toSize();
+        painter->drawImage(QPoint(rect.x() + (rect.width() - size.width()) / 2,
+                                  rect.y() + (rect.height() - size.height()) / 2),
+                           image);
     }
 
     QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {

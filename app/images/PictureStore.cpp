@@ -46,13 +46,11 @@ QImage drawSvg(const QString& name, QSize pixels, QRgb ink) {
     if (!renderer.isValid()) {
         return {};
     }
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    QImage image(renderer.defaultSize().scaled(pixels, Qt::KeepAspectRatio),
+                 QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
-    const QSizeF size = renderer.defaultSize().scaled(pixels, Qt::KeepAspectRatio);
     QPainter painter(&image);
-    renderer.render(&painter, QRectF(QPointF((pixels.width() - size.width()) / 2,
-                                             (pixels.height() - size.height()) / 2),
-                                     size));
+    renderer.render(&painter, QRectF(image.rect()));
     return image;
 }
 
@@ -63,13 +61,7 @@ QImage drawPixels(const Picture::Content& content, QSize pixels) {
     }
     const QImage source(reinterpret_cast<const uchar*>(content.argb.data()), content.width,
                         content.height, content.width * 4, QImage::Format_ARGB32_Premultiplied);
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    const QImage scaled = source.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    QPainter painter(&image);
-    painter.drawImage((pixels.width() - scaled.width()) / 2,
-                      (pixels.height() - scaled.height()) / 2, scaled);
-    return image;
+    return source.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
 } // namespace

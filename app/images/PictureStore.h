@@ -30,7 +30,7 @@ class PictureStore final : public QObject {
                  std::shared_ptr<platform::DispatchQueue> main, QObject* parent = nullptr);
     ~PictureStore() override;
 
-    /// The picture within `points` at `pixelRatio`, its proportions kept. A null image while it is
+    /// The picture, as large as fits `points` at `pixelRatio`, its proportions kept. A null image while it is
     /// being drawn (`drawn` is emitted once it is there), and for the empty picture or a name without
     /// a resource.
     QImage image(const Picture& picture, QSize points, qreal pixelRatio, const QPalette& palette);
@@ -74,7 +74,7 @@ class PictureStore final : public QObject {
     bool announced_ = false;
 };
 
-/// Draws one picture; any thread. `ink` takes the place of "currentColor" in named pictures.
+/// Draws one picture as large as fits `pixels`; any thread. `ink` takes the place of "currentColor" in named pictures.
 QImage drawPicture(const Picture& picture, QSize pixels, QRgb ink);
 
 } // namespace brindle

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The composition root of the viewer: makes the queues, the process-wide tables and registries, the
+// daemon's connection and the windows' makers, hands them on, and runs the event loop. Everything is
+// destroyed here in the reverse order: what other threads may still call goes before what it calls.
+
+#include "app/AppContext.h"
+#include "app/AppDelegate.h"
+#include "app/images/PictureIcon.h"
+#include "app/images/PictureStore.h"
+#include "app/logs/VDXLogsWindowController.h"
+#include "app/trace/Trace.h"
+#include "app/trace/TracedApplication.h"
+#include "platform/connection/UnixSocket.h"
+#include "platform/identity/Accounts.h"
+#include "platform/queue/main/MainQueue.h"
+#include "platform/resolver/HostResolver.h"
+
+#include <QLoggingCategory>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace brindle;
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::string() : value;
+}
+
+/// One call a line, so that lines of different threads do not mix.
+void writeConsoleLine(const std::string& line) {
+    const std::string text = line + '\n';
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+/// The exclusion list of a program that keeps none.
+class NothingExcluded final : public ExclusionTest {
+  public:
+    bool isExcluded(std::string_view, std::string_view, std::string_view, std::string_view,
+                    int) const override {
+        return false;
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Trace::Clock::time_point start = Trace::Clock::now();
+    // As the process was started: the toolkit takes away the arguments it knows.
+    const std::vector<std::string> arguments(argv, argv + argc);
+    char noName[] = "brindle";
+    char* ownArguments[] = {argc > 0 ? argv[0] : noName, nullptr};
+    int ownCount = 1;
+
+    const std::string tracePath = environment("BRINDLE_TRACE");
+    const std::unique_ptr<Trace> trace =
+        tracePath.empty() ? nullptr : Trace::open(tracePath, start);
+    TracedApplication application(ownCount, ownArguments, trace.get());
+    QApplication::setApplicationName(QStringLiteral("Brindle"));
+    QLoggingCategory::setFilterRules(environment("BRINDLE_LOG") == "debug"
+                                         ? QStringLiteral("brindle.*=true")
+                                         : QStringLiteral("brindle.*.debug=false"));
+    traceInstant(trace.get(), "application object made");
+
+    const platform::Queues queues = platform::makeQueues(platform::makeMainQueue());
+    const std::unique_ptr<platform::TimerService> timers = platform::makeMainTimerService();
+    PictureStore pictures(queues.global, queues.main);
+    QApplication::setWindowIcon(pictureIcon(pictures, QStringLiteral("brindle")));
+    platform::ResolverOptions resolverOptions;
+    if (const std::string server = environment("BRINDLE_RESOLVER"); !server.empty()) {
+        resolverOptions.server = server;
+    }
+    auto resolver = platform::makeHostResolver(queues.main, resolverOptions);
+    if (!resolver) {
+        qWarning("host names are not looked up: %s", resolver.error().c_str());
+    }
+    LogTables tables(platform::accountName);
+    ViewControllers viewControllers;
+    WindowControllers windowControllers;
+    const NothingExcluded exclusionTest;
+
+    AppContext context;
+    context.queues = queues;
+    context.timers = timers.get();
+    context.viewControllers = &viewControllers;
+    context.windowControllers = &windowControllers;
+    context.tables = &tables;
+    context.pictures = &pictures;
+    context.exclusionTest = &exclusionTest;
+    context.console = writeConsoleLine;
+    context.trace = trace.get();
+    context.names = {.resolver = resolver ? resolver->get() : nullptr, .timers = timers.get()};
+    context.picturesDirectory = environment("BRINDLE_PICTURES");
+    context.helper = BrindleHelper::create(
+        BrindleHelper::socketFactory(platform::daemonSocketPath()), queues.main, viewControllers,
+        std::make_unique<LiveFeed>(queues, viewControllers, exclusionTest), writeConsoleLine);
+
+    StartupSteps steps;
+    steps.makeLogsWindow = [&context] {
+        return std::make_shared<VDXLogsWindowController>(context);
+    };
+
+    AppDelegate delegate(arguments, context, std::move(steps));
+    QTimer::singleShot(0, &delegate, &AppDelegate::applicationDidFinishLaunching);
+    const int status = QApplication::exec();
+
+    // Windows that closed are released by an event of their own; those still open go now.
+    QCoreApplication::sendPostedEvents();
+    for (const char* name : {"logs", "exclusionsWindow", "passin", "blockin", "passout", "blockout"}) {
+        windowControllers.remove(name);
+    }
+    if (const auto connection = context.helper->standingConnection()) {
+        connection->invalidate();
+    }
+    return status;
+}

@@ -71,7 +71,8 @@ Mistake readAddress(FilterTerm& term, std::string_view value) {
     const std::size_t slash = value.rfind('/');
     const std::string_view addressText = value.substr(0, slash);
     const std::optional<IpAddress> address = IpAddress::parse(addressText);
-    if (slash == value.npos && !address)
+    // "fe80::" is typed for all that begins so.
+    if (slash == value.npos && (!address || value.ends_with("::")))
         return std::nullopt;
     if (!address)
         return fmt::format("“{}”: “{}” is no IPv4 or IPv6 address", value, addressText);

@@ -20,9 +20,10 @@ constexpr std::size_t kPorts = 65536;
 
 struct LogsArrayController::Job {
     std::atomic<bool> abandoned{false}; ///< set on the main thread, read by the worker
-    // Main thread: what the snapshot covers, less what has been removed at its end since.
+    // Main thread.
     std::int64_t beginPlace = 0;
-    std::int64_t endPlace = 0;
+    std::int64_t snapshotEnd = 0; ///< of the places that the snapshot covers
+    std::int64_t endPlace = 0;    ///< less what has been removed at the end since
 };
 
 LogsArrayController::LogsArrayController(std::shared_ptr<platform::DispatchQueue> main,
@@ -319,7 +320,7 @@ void LogsArrayController::rearrange() {
     auto input = std::make_shared<const ArrangementInput>(snapshot());
     auto job = std::make_shared<Job>();
     job->beginPlace = input->beginPlace;
-    job->endPlace = input->endPlace;
+    job->snapshotEnd = job->endPlace = input->endPlace;
     if (rows_.size() <= kAtOnce) {
         if (auto slots = arrange(*input, job->abandoned))
             install(std::move(*slots), *job);
@@ -383,9 +384,10 @@ void LogsArrayController::abandonJob() {
 /// Shows what was made of a snapshot, less the rows that have gone since.
 void LogsArrayController::install(std::vector<RowSlot> next, const Job& job) {
     const std::int64_t end = std::min(job.endPlace, rows_.endWithout(leaving_));
-    if (end < job.endPlace || leaving_ > 0 || rows_.endPlace() < job.endPlace)
+    if (end < job.snapshotEnd)
         std::erase_if(next, [&](RowSlot slot) {
-            return rows_.order(slot) >= static_cast<std::uint64_t>(end - rows_.beginPlace());
+            return slot - LogRows::slotAt(job.beginPlace) >=
+                   static_cast<std::uint64_t>(end - job.beginPlace);
         });
     arranged_.install(std::move(next), rows_);
     arrangedBegin_ = job.beginPlace;

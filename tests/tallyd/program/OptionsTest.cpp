@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "tallyd/program/Options.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace brindle::tallyd {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class OptionsTest : public testing::Test {
+  protected:
+    OptionsTest() {
+        ::setenv("TALLYD_SOCKET", "/run/from/environment", 1);
+        file_ = (std::filesystem::temp_directory_path() / "optionsXXXXXX").string();
+        ::close(::mkstemp(file_.data()));
+    }
+    ~OptionsTest() override { std::filesystem::remove(file_); }
+
+    Command parse(std::vector<const char*> arguments) {
+        arguments.insert(arguments.begin(), "tallyd");
+        return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+    }
+    const char* configured(const std::string& text) {
+        std::ofstream(file_) << text;
+        return file_.c_str();
+    }
+
+  private:
+    std::string file_;
+};
+
+TEST_F(OptionsTest, ImportTakesAStoreAndInputsIncludingStandardInput) {
+    const auto command = parse({"import", "--store", "s.db", "a.pcap", "-", "b.log"});
+    const auto& options = std::get<ImportOptions>(command);
+    EXPECT_EQ(options.store, "s.db");
+    EXPECT_THAT(options.inputs, ElementsAre("a.pcap", "-", "b.log"));
+}
+
+TEST_F(OptionsTest, ServeNeedsAStoreAlone) {
+    const auto command = parse({"serve", "--store", "s.db"});
+    const auto& options = std::get<ServeOptions>(command);
+    EXPECT_EQ(options.socket, "/run/from/environment");
+    EXPECT_THAT(options.sources, IsEmpty());
+    EXPECT_EQ(options.limits.queueRecords, IntakeLimits::live().queueRecords);
+}
+
+TEST_F(OptionsTest, TheCommandLineGoesBeforeTheConfigurationFile) {
+    const char* file = configured("store = \"file.db\"\n"
+                                  "socket = \"/file.sock\"\n"
+                                  "sources = [\"replay:/a\", \"replay:/b@2\"]\n"
+                                  "[limits]\n"
+                                  "queue_records = 5000\n"
+                                  "batch_milliseconds = 20\n");
+    const auto fromFile = std::get<ServeOptions>(parse({"serve", "--config", file}));
+    EXPECT_EQ(fromFile.store, "file.db");
+    EXPECT_EQ(fromFile.socket, "/file.sock");
+    EXPECT_THAT(fromFile.sources, ElementsAre("replay:/a", "replay:/b@2"));
+    EXPECT_EQ(fromFile.limits.queueRecords, 5000u);
+    EXPECT_EQ(fromFile.limits.batchAge, std::chrono::milliseconds(20));
+
+    const auto both = std::get<ServeOptions>(
+        parse({"serve", "--config", file, "--source", "replay:/c", "--socket", "/line.sock",
+               "--source", "replay:/d", "--store", "line.db"}));
+    EXPECT_EQ(both.store, "line.db");
+    EXPECT_EQ(both.socket, "/line.sock");
+    EXPECT_THAT(both.sources, ElementsAre("replay:/c", "replay:/d"));
+}
+
+TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
+    const struct {
+        const char* text;
+        const char* told;
+    } cases[] = {
+        {"store = \"a\"\nsokcet = \"b\"\n", ":2: unknown key \"sokcet\""},
+        {"store = 7\n", ":1: \"store\" must be a text"},
+        {"\nsources = \"replay:/a\"\n", ":2: \"sources\" must be a list of texts"},
+        {"[limits]\nbatch_records = 0\n", ":2: \"batch_records\" must be positive"},
+        {"[limits]\nspeed = 1\n", ":2: unknown key \"limits.speed\""},
+        {"store = \"a\"\nstore\n", ":2: not understood"},
+    };
+    for (const auto& mistake : cases) {
+        const auto message = std::get<Message>(
+            parse({"serve", "--store", "s", "--config", configured(mistake.text)}));
+        EXPECT_TRUE(message.isError);
+        EXPECT_THAT(message.text, HasSubstr(mistake.told));
+    }
+    EXPECT_THAT(readConfiguration("/no/such/file").error(), HasSubstr("/no/such/file"));
+}
+
+TEST_F(OptionsTest, WrongUsageIsAnErrorAndHelpIsNot) {
+    const std::vector<std::vector<const char*>> wrong = {
+        {},
+        {"import", "a.pcap"},
+        {"import", "--store", "s"},
+        {"serve"},
+        {"listen"},
+        {"serve", "--store", "s", "--speed"},
+        {"serve", "--store", "s", "stray"},
+    };
+    for (const auto& arguments : wrong)
+        EXPECT_TRUE(std::get<Message>(parse(arguments)).isError);
+    for (const char* option : {"--help", "--version"})
+        EXPECT_FALSE(std::get<Message>(parse({option})).isError);
+    EXPECT_EQ(std::get<Message>(parse({"--version"})).text, programVersion() + "\n");
+}
+
+} // namespace
+} // namespace brindle::tallyd

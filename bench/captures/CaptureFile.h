@@ -43,6 +43,10 @@ struct CaptureOptions {
     std::uint64_t seed = 1;
     std::int64_t start = 1'700'000'000; ///< first packet, seconds since 1970
     std::int64_t span = 3600;           ///< seconds until the last packet
+    /// Distinct remote addresses at the most, up to 150,000. tcpdump looks addresses up in lists by
+    /// their first bits: with tens of thousands in the few networks that are free to use here it
+    /// gets far slower than on real logs, and is no measure any more.
+    std::uint64_t addresses = 2000;
     FileOrder order = FileOrder::littleEndian;
     Precision precision = Precision::microseconds;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "bench/captures/Traffic.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <iterator>
@@ -9,10 +10,6 @@
 namespace brindle::bench {
 
 namespace {
-
-// Together more than 50,000 remote addresses.
-constexpr std::uint64_t kRemoteV4 = 50'000;
-constexpr std::uint64_t kRemoteV6 = 12'000;
 
 constexpr std::uint16_t kInboundPorts[] = {23,  22,   443,  445,  3389, 80,   8080, 5060, 1433,
                                            53,  3306, 25,   5900, 6379, 8443, 123,  5432, 110,
@@ -60,12 +57,18 @@ std::uint64_t Random::skewedBelow(std::uint64_t count) {
     }
 }
 
+Traffic::Traffic(std::uint64_t seed, std::uint64_t addresses) : random_(seed) {
+    addresses = std::clamp<std::uint64_t>(addresses, 5, kMostAddresses);
+    remoteV6_ = addresses / 5;
+    remoteV4_ = addresses - remoteV6_;
+}
+
 IpAddress Traffic::remoteAddress(bool isV6) {
     if (isV6) {
-        const std::uint64_t rank = random_.skewedBelow(kRemoteV6);
-        return v6(static_cast<std::uint32_t>(mix(rank) | 0x00010000), mix(rank + kRemoteV6));
+        const std::uint64_t rank = random_.skewedBelow(remoteV6_);
+        return v6(static_cast<std::uint32_t>(mix(rank) | 0x00010000), mix(~rank));
     }
-    const std::uint64_t rank = random_.skewedBelow(kRemoteV4);
+    const std::uint64_t rank = random_.skewedBelow(remoteV4_);
     constexpr std::uint32_t kDocumentation[] = {0xC0000200, 0xC6336400, 0xCB007100};
     if (rank < 600) // neighbouring ranks in different networks
         return v4(kDocumentation[rank % 3] + static_cast<std::uint32_t>((rank * 73 + 5) % 256));

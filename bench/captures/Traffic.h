@@ -4,7 +4,7 @@
 // the packets, most of what comes in is blocked. The same seed gives the same packets on every
 // machine. Only addresses of the documentation, benchmarking and private ranges. One thread.
 //
-//     Traffic traffic(7);
+//     Traffic traffic(7, 2000);
 //     LoggedPacket packet = traffic.next();
 #pragma once
 
@@ -53,7 +53,10 @@ struct LoggedPacket {
 
 class Traffic {
   public:
-    explicit Traffic(std::uint64_t seed) : random_(seed) {}
+    static constexpr std::uint64_t kMostAddresses = 150'000;
+
+    /// `addresses`: distinct remote ones at the most, one of five IPv6, up to kMostAddresses.
+    Traffic(std::uint64_t seed, std::uint64_t addresses);
 
     LoggedPacket next();
 
@@ -64,6 +67,8 @@ class Traffic {
     void chooseRule(LoggedPacket& packet);
 
     Random random_;
+    std::uint64_t remoteV4_;
+    std::uint64_t remoteV6_;
 };
 
 } // namespace brindle::bench

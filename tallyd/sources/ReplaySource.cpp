@@ -92,7 +92,6 @@ void ReplaySource::start(RecordSink& sink) {
 void ReplaySource::run() {
     sink_->setState(id_, "running");
     for (;;) {
-        roundStart_ = Clock::now();
         playOnce();
         if (isStopping())
             return;
@@ -127,8 +126,10 @@ void ReplaySource::playOnce() {
 void ReplaySource::playBlock(std::vector<PacketRecord>& records) {
     if (records.empty())
         return;
-    if (!firstMicros_)
+    if (!firstMicros_) {
         firstMicros_ = records.front().timeMicros;
+        roundStart_ = Clock::now();
+    }
     auto next = records.begin();
     Clock::time_point wake = dueTime(*next);
     while (waitUntil(wake)) {

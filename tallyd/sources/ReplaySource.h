@@ -68,8 +68,8 @@ class ReplaySource final : public Source {
     std::unique_ptr<InputFile> input_;
     RecordSink* sink_ = nullptr;
     SourceId id_ = 0;
-    Clock::time_point roundStart_;
-    std::optional<std::int64_t> firstMicros_; ///< time of the round's first record
+    std::optional<std::int64_t> firstMicros_; ///< recorded time of the round's first record
+    Clock::time_point roundStart_;            ///< when that was sent
     std::map<std::string, std::uint64_t> skippedTold_;
 
     std::mutex mutex_;

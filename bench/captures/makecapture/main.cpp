@@ -34,6 +34,8 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember(names));
     app.add_option("--count", options.count, "Packets")->check(CLI::PositiveNumber);
     app.add_option("--seed", options.seed, "Other traffic of the same nature");
+    app.add_option("--addresses", options.addresses, "Distinct remote addresses at the most")
+        ->check(CLI::Range(5, 150'000));
     app.add_option("--start", options.start, "Time of the first packet, seconds since 1970");
     app.add_option("--span", options.span, "Seconds that the packets are spread over")
         ->check(CLI::NonNegativeNumber);

@@ -47,10 +47,10 @@ Outcome outcomeOf(WriteResult result, const Output& output) {
 /// What the delivery thread needs while it prints. Shared with it, as a connection that breaks may
 /// tell of it after the answer has ended.
 struct Answer {
-    explicit Answer(Format format) : lines(format) {}
+    explicit Answer(Format format) : lines(format), buffer(lines.heading()) {}
 
     RecordLines lines;
-    std::string buffer;
+    std::string buffer; ///< the heading until the first batch or an empty answer's end
     Ending ending;
 };
 
@@ -58,19 +58,24 @@ struct Answer {
 /// waits.
 Outcome runQuery(const Arguments& arguments, TallydConnection& connection, Output& output) {
     const auto answer = std::make_shared<Answer>(arguments.format);
-    if (const auto result = output.write(answer->lines.heading()); result != WriteResult::written)
-        return outcomeOf(result, output);
     auto proxy = connection.remoteObjectProxyWithErrorHandler(
         [answer](const std::string& line) { answer->ending.set(tl::make_unexpected(line)); });
 
     RecordReply reply;
-    reply.batch = [answer, &output](const std::shared_ptr<const RecordBatch>& batch) {
+    const auto flush = [answer, &output] {
+        const auto result = output.write(answer->buffer);
         answer->buffer.clear();
-        answer->lines.append(*batch, answer->buffer);
-        if (const auto result = output.write(answer->buffer); result != WriteResult::written)
+        if (result != WriteResult::written)
             answer->ending.set(outcomeOf(result, output));
     };
-    reply.end = [answer] { answer->ending.set({}); };
+    reply.batch = [answer, flush](const std::shared_ptr<const RecordBatch>& batch) {
+        answer->lines.append(*batch, answer->buffer);
+        flush();
+    };
+    reply.end = [answer, flush] {
+        flush();
+        answer->ending.set({});
+    };
     const auto running =
         proxy->doQueryFromEpochFrom(arguments.from, arguments.to, std::move(reply));
     Outcome outcome = answer->ending.wait();

@@ -103,11 +103,12 @@ Outcome runTail(const Arguments& arguments, const OpenConnection& open, Output& 
     connection->setInvalidationHandler([&waiter, path = arguments.socketPath] {
         waiter.end(tl::make_unexpected("the connection to tallyd at " + path + " ended"));
     });
-    connection->resume();
+    // Asked before it connects: should it fail to, the request's line says why.
     connection
         ->remoteObjectProxyWithErrorHandler(
             [&waiter](const std::string& line) { waiter.end(tl::make_unexpected(line)); })
         ->startSendingLog();
+    connection->resume();
     return waiter.wait();
 }
 

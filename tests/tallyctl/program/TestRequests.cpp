@@ -241,6 +241,22 @@ TEST_F(TallyctlRequests, ARefusedRequestIsAFailureWithItsLine) {
     }
 }
 
+TEST_F(TallyctlRequests, AHeadingStandsOnceAboveTheAnswerAndNotAboveAFailure) {
+    Arguments query = asking(Command::query);
+    query.format = Format::csv;
+    const auto lines = [&](int batches, const std::string& error) {
+        script_.cancelled = false;
+        script_.batches = batches;
+        script_.error = error;
+        EXPECT_EQ(run(query).has_value(), error.empty());
+        const std::string text = printed();
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    EXPECT_EQ(lines(0, ""), 1);
+    EXPECT_EQ(lines(3, ""), 4);
+    EXPECT_EQ(lines(0, "not for you"), 0);
+}
+
 TEST_F(TallyctlRequests, AnAnswerThatBreaksOffKeepsItsLinesAndFails) {
     script_.batches = 2;
     script_.error = "connection lost";

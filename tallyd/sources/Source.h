@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// A live source of records, made from the specification a user configured. Owned by the daemon's
+// A live source of records, made from what a user configured. Owned by the daemon's
 // composition root, which starts it and destroys it before the sink that it feeds.
 //
 //     auto source = makeSource("replay:/var/log/pflog@10,loop");
@@ -22,7 +22,7 @@ class Source {
     /// Stops and joins. Returns as soon as the sink has taken what it was just being handed.
     virtual ~Source() = default;
 
-    /// The specification it was made from.
+    /// The text it was made from.
     virtual const std::string& name() const = 0;
     /// Registers with the sink and begins. To be called once; the sink outlives the source.
     virtual void start(RecordSink& sink) = 0;
@@ -30,7 +30,7 @@ class Source {
 
 /// `spec`: "replay:FILE[@SPEED[,loop]]", see ReplaySource. The input is opened here, so that it may
 /// be one that the daemon cannot open any more once it has given up its rights. Error: one line
-/// that names the specification and the reason.
+/// that names the text and the reason.
 tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec);
 
 } // namespace brindle::tallyd

@@ -155,7 +155,7 @@ TEST(ReplaySource, CutRecordingSaysSoAtItsEnd) {
     EXPECT_THAT(seen.states.back(), testing::HasSubstr("packet 5 is cut short"));
 }
 
-TEST(MakeSource, SpecificationIsReadOrRefusedByName) {
+TEST(MakeSource, SourceTextIsReadOrRefusedByName) {
     const auto plan = ReplayPlan::parse("/home/a@b/x.pcap@0.5,loop");
     ASSERT_TRUE(plan);
     EXPECT_EQ(plan->path, "/home/a@b/x.pcap");

@@ -12,7 +12,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -46,8 +45,7 @@ class TextIntervals {
         std::string low;
         std::string high;
     };
-    /// Where an interval's two keys lie in `keys_`, and the start of the low one as a number, which
-    /// settles most comparisons without a look at the keys.
+    /// Where an interval's two keys lie in `keys_`.
     struct Place {
         std::uint32_t begin = 0;
         std::uint32_t middle = 0;
@@ -58,14 +56,15 @@ class TextIntervals {
 
     std::vector<Pending> pending_;
     std::string keys_;
-    std::vector<std::uint64_t> lowStarts_; ///< what follows the shared start of all low keys
+    /// The bytes after the shared start of each low key, as a number: settles most comparisons
+    /// without a look at the keys.
+    std::vector<std::uint64_t> lowStarts_;
     std::vector<Place> places_;
     std::size_t shared_ = 0; ///< bytes with which every low key starts
 };
 
 class RangeIndex {
   public:
-    RangeIndex() = default;
     explicit RangeIndex(std::span<const ExcludedRange> ranges);
 
     bool covers(std::string_view text) const;

@@ -3,9 +3,15 @@
 
 #include <QLabel>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QPixmap>
 
 namespace brindle {
+namespace {
+
+constexpr int kLineLength = 52; ///< characters of a comfortable line
+
+} // namespace
 
 void runModal(const Alert& alert) {
     QMessageBox box;
@@ -17,11 +23,18 @@ void runModal(const Alert& alert) {
     if (!alert.icon.isNull()) {
         box.setIconPixmap(QPixmap::fromImage(alert.icon));
     }
+    box.button(QMessageBox::Ok)->setIcon({});
     // The box's own setting reaches only the first of its two texts.
     box.setTextFormat(Qt::PlainText);
     for (QLabel* label : box.findChildren<QLabel*>()) {
         if (label->pixmap().isNull()) {
             label->setTextFormat(Qt::PlainText);
+            label->setMinimumWidth(label->fontMetrics().averageCharWidth() * kLineLength);
+            if (label->text() == alert.messageText) {
+                QFont bold = label->font();
+                bold.setBold(true);
+                label->setFont(bold);
+            }
         }
     }
     box.raise();

@@ -29,6 +29,13 @@ LogsTable::LogsTable(QWidget* parent) : QTableView(parent) {
     setIconSize(LogsDelegate::pictureSize());
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     horizontalHeader()->setHighlightSections(false);
+    // Titles stand above the texts of their cells, on the colour of the window.
+    horizontalHeader()->setStyleSheet(
+        QStringLiteral("QHeaderView { background: palette(window); border: none; }"
+                       "QHeaderView::section { background: palette(window); border: none;"
+                       " border-bottom: 1px solid palette(mid); padding: 0 %1px; }"
+                       "QHeaderView::section:hover { background: palette(midlight); }")
+            .arg(LogsDelegate::kCellMargin));
     horizontalHeader()->setSectionsMovable(true);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     horizontalHeader()->setSortIndicatorClearable(true);

@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDateTime>
+#include <QItemSelectionModel>
 #include <QPointer>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -166,6 +167,9 @@ void VDXLogsWindowController::connectActions() {
     on(actions_->blackListDestination, view_, &VDXLogsViewController::blacklistDstAddresses);
     on(actions_->exclusionsWindow, this, &VDXLogsWindowController::openIgnoreWindow);
     on(actions_->help, view_, &VDXLogsViewController::showHelp);
+    const QItemSelectionModel* selection = view_->table().selectionModel();
+    connect(selection, &QItemSelectionModel::selectionChanged, actions_,
+            [this, selection] { actions_->setSelected(selection->hasSelection()); });
     connect(actions_->exclusionMenu, &QMenu::aboutToShow, view_,
             [this] { view_->menuWillOpen(actions_->exclusionMenu); });
     connect(view_, &VDXLogsViewController::contextMenuRequested, actions_->contextMenu,

@@ -21,7 +21,7 @@ QString statusText(const LogsStatus& status) {
     QStringList parts;
     if (!status.connected) {
         parts << tr("disconnected");
-    } else if (status.loading) {
+    } else if (status.loading && status.mode == LogsMode::period) {
         parts << tr("loading");
     } else if (status.mode == LogsMode::live) {
         parts << tr("live %1/s").arg(grouped(status.liveRate));

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// A daemon that does what a test says: it notes every request, and the test answers log queries
+// batch by batch. Stands in for the connection behind BrindleHelper. Main thread of the test.
+#pragma once
+
+#include "core/log/BrindleHelper.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brindle::test {
+
+struct FakeQuery final : RunningQuery {
+    double from = 0;
+    double to = 0;
+    RecordReply reply;
+    ErrorHandler failed;
+    bool cancelled = false;
+
+    void cancel() override { cancelled = true; }
+    void answer(std::shared_ptr<const RecordBatch> batch) const {
+        if (!cancelled) {
+            reply.batch(std::move(batch));
+        }
+    }
+    void end() const {
+        if (!cancelled) {
+            reply.end();
+        }
+    }
+};
+
+/// What was asked, over all connections.
+struct FakeDaemon {
+    bool reachable = true;
+    DaemonStatus status;
+    std::vector<std::string> messages; ///< names of the messages without queries and status
+    std::vector<std::shared_ptr<FakeQuery>> queries;
+    std::function<void(std::string)> answerVersion; ///< of the version request, for the test to call
+    ErrorHandler failVersion;
+
+    FakeQuery& lastQuery() const { return *queries.back(); }
+};
+
+class FakeProxy final : public TallydHelperProtocol {
+  public:
+    FakeProxy(FakeDaemon& daemon, ErrorHandler failed)
+        : daemon_(daemon), failed_(std::move(failed)) {}
+
+    void getVersionWithReply(std::function<void(std::string)> reply) override {
+        daemon_.messages.push_back("getVersionWithReply:");
+        daemon_.answerVersion = std::move(reply);
+        daemon_.failVersion = failed_;
+    }
+    std::shared_ptr<RunningQuery> doQueryFromEpochFrom(double from, double to,
+                                                       RecordReply reply) override {
+        auto query = std::make_shared<FakeQuery>();
+        query->from = from;
+        query->to = to;
+        query->reply = std::move(reply);
+        query->failed = failed_;
+        daemon_.queries.push_back(query);
+        return query;
+    }
+    void getOBJcontWithEpoch(double, std::string, std::string, std::string,
+                             std::function<void(CountReply)>) override {}
+    void startSendingLog() override { daemon_.messages.push_back("startSendingLog"); }
+    void stopSendingLog() override { daemon_.messages.push_back("stopSendingLog"); }
+    void getPORTfromIPcontWithEpoch(double, std::string, std::string, std::string,
+                                    std::function<void(BreakdownReply)>) override {}
+    void getIPfromPORTcontWithEpoch(double, std::int64_t, std::string, std::string,
+                                    std::function<void(BreakdownReply)>) override {}
+    void sendPortsArraysWithPassin(std::vector<std::string>, std::vector<std::string>,
+                                   std::vector<std::string>, std::vector<std::string>) override {}
+    void getOldestRecordDateWithReply(std::function<void(std::string)>) override {}
+    void getNewestRecordDateWithReply(std::function<void(std::string)>) override {}
+    void getRowsCountWithReply(std::function<void(std::string)>) override {}
+    void purgeLogDBWithEndDate(double) override {}
+    void getStatusWithReply(std::function<void(DaemonStatus)> reply) override {
+        reply(daemon_.status);
+    }
+
+  private:
+    FakeDaemon& daemon_;
+    const ErrorHandler failed_;
+};
+
+class FakeConnection final : public TallydConnection {
+  public:
+    explicit FakeConnection(FakeDaemon& daemon) : daemon_(daemon) {}
+
+    void setInvalidationHandler(std::function<void()> handler) override {
+        invalidated_ = std::move(handler);
+    }
+    void resume() override {}
+    void invalidate() override {
+        if (const auto handler = std::exchange(invalidated_, {})) {
+            handler();
+        }
+    }
+    std::shared_ptr<TallydHelperProtocol>
+    remoteObjectProxyWithErrorHandler(ErrorHandler handler) override {
+        return std::make_shared<FakeProxy>(daemon_, std::move(handler));
+    }
+    std::shared_ptr<TallydHelperProtocol>
+    synchronousRemoteObjectProxyWithErrorHandler(ErrorHandler handler) override {
+        return std::make_shared<FakeProxy>(daemon_, std::move(handler));
+    }
+
+  private:
+    FakeDaemon& daemon_;
+    std::function<void()> invalidated_;
+};
+
+} // namespace brindle::test

@@ -32,10 +32,9 @@ template <typename Value>
 class Inbox {
   public:
     void put(Value value) {
-        {
-            std::lock_guard lock(mutex_);
-            values_.push_back(std::move(value));
-        }
+        // Told under the lock: whoever waited may destroy this object right afterwards.
+        std::lock_guard lock(mutex_);
+        values_.push_back(std::move(value));
         arrived_.notify_all();
     }
     /// Everything there is, once there are `count`; fewer when nothing more comes.

@@ -3,9 +3,9 @@
 
 #include "app/logs/table/RankedKeys.h"
 
-#include <algorithm>
-#include <array>
 #include <span>
+#include <string>
+#include <unordered_map>
 
 namespace brindle {
 namespace {

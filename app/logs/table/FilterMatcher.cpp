@@ -7,6 +7,7 @@
 #include "app/logs/table/LogColumn.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <utility>
 

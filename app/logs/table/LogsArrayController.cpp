@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <span>
 #include <utility>
 
 namespace brindle {

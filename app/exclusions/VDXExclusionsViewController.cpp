@@ -46,7 +46,7 @@ VDXExclusionsViewController::VDXExclusionsViewController(AppContext& context,
     ui_->setupUi(this);
     exclusionsArrayController_ = new ExclusionsTableModel(this);
     ui_->table->setModel(exclusionsArrayController_);
-    ui_->table->setEmptyText(tr("Nothing is hidden. Type an address, a block or a port above, and "
+    ui_->table->setEmptyText(tr("Nothing is hidden.\nType an address, a block or a port above: "
                                 "records that carry it no longer show in the live log."));
     ui_->image_error->setPictures(*context_.pictures);
     nameControls();
@@ -70,8 +70,6 @@ void VDXExclusionsViewController::nameControls() {
     ui_->remove->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
     ui_->table->addActions({ui_->undo, ui_->copy, ui_->selectAll, ui_->remove});
     ui_->table->setContextMenuPolicy(Qt::ActionsContextMenu);
-    ui_->preview->setForegroundRole(QPalette::PlaceholderText);
-    ui_->counts->setForegroundRole(QPalette::PlaceholderText);
     ui_->preview->installEventFilter(this);
 }
 

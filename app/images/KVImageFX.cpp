@@ -22,10 +22,13 @@ static void initPictureResources() {
 namespace brindle {
 namespace {
 
-/// Larger ones cost more than a picture of a finger's breadth is worth.
-constexpr qint64 kMostPixels = 16'000'000;
-/// Both sides of a picture larger than this are brought down to it, the shorter one exactly.
-constexpr int kLoadedSide = 512;
+/// What reading may cost at start-up, in pixels: a few bytes can stand for any number of them. JPEG
+/// files are read at a fraction of their size, others whole.
+constexpr qint64 kMostPixels = 2'000'000;
+constexpr qint64 kMostJpegPixels = 16'000'000;
+/// Pictures with two longer sides are brought down until the shorter one has this length: the
+/// largest that is shown, on a screen of two pixels to a point.
+constexpr int kLoadedSide = 256;
 
 /// Formats that only hold pixels: nothing in them can refer to other files.
 bool isPlainImageFormat(const QByteArray& format) {
@@ -72,8 +75,9 @@ Picture KVImageFX::load(std::string_view bytes) const {
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);
     const QSize size = reader.size();
+    const qint64 most = reader.format() == "jpeg" ? kMostJpegPixels : kMostPixels;
     if (!isPlainImageFormat(reader.format()) || size.isEmpty() ||
-        qint64(size.width()) * size.height() > kMostPixels) {
+        qint64(size.width()) * size.height() > most) {
         return {};
     }
     if (size.width() > kLoadedSide && size.height() > kLoadedSide) {

@@ -18,8 +18,9 @@ class KVImageFX final : public ImageEffects {
     /// `pixelRatio`: pixels to a point in the pictures that are made, the sharpest screen's.
     explicit KVImageFX(double pixelRatio) : pixelRatio_(pixelRatio) {}
 
-    /// PNG, JPEG, GIF, BMP and WebP where there is a reader for it, turned upright. Nothing above
-    /// 16 million pixels; a large picture is taken in at a smaller size.
+    /// PNG, JPEG, GIF, BMP, and WebP where there is a reader for it, turned upright. A large
+    /// picture is taken in at a smaller size; one that would take long to read (JPEG: above 16
+    /// million pixels, others: above 2 million) is none.
     Picture load(std::string_view bytes) const override;
     PictureSize size(const Picture& picture) const override;
     Picture roundImage(const Picture& source, double width, double height) const override;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // Builds `systemUserList`: the machine's local users with name, id, pictures and administrator
-// flag. Used once by start-up on the main thread; reads small files and waits for no service.
+// flag. Used once by start-up, before the first row; reads small files and waits for no service, so
+// that it may run on any thread while something else goes on.
 //
 //     tables.systemUserList = VDXSystemUserDB(VDXSystemUsers(), effects).build();
 #pragma once

@@ -140,12 +140,16 @@ TEST(KVImageFX, LoadReadsPixelFormatsAndNothingElse) {
 
 TEST(KVImageFX, LargePicturesAreTakenInSmallAndHugeOnesNotAtAll) {
     const KVImageFX effects(1);
-    QImage large(1600, 800, QImage::Format_RGB32);
-    large.fill(Qt::blue);
-    EXPECT_EQ(effects.size(effects.load(encoded(large, "PNG"))), (PictureSize{1024, 512}));
-    QImage huge(16001, 1000, QImage::Format_Mono);
-    huge.fill(0);
-    EXPECT_TRUE(effects.load(encoded(huge, "PNG")).isEmpty());
+    const auto loaded = [&](int width, int height, const char* format) {
+        QImage image(width, height, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        return effects.size(effects.load(encoded(image, format)));
+    };
+    EXPECT_EQ(loaded(1600, 800, "PNG"), (PictureSize{512, 256}));
+    EXPECT_EQ(loaded(1600, 200, "PNG"), (PictureSize{1600, 200})) << "the short side is kept";
+    EXPECT_EQ(loaded(2001, 1000, "PNG"), PictureSize());
+    EXPECT_EQ(loaded(2000, 4000, "JPEG"), (PictureSize{256, 512}));
+    EXPECT_EQ(loaded(4001, 4000, "JPEG"), PictureSize());
 }
 
 TEST(KVImageFX, NothingIsMadeOfNothing) {

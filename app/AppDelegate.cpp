@@ -28,7 +28,10 @@ constexpr auto kCannotConnect =
 AppDelegate::AppDelegate(std::vector<std::string> arguments, AppContext& context,
                          StartupSteps steps)
     : arguments_(std::move(arguments)), context_(context), steps_(std::move(steps)) {
+    // The toolkit's own ways to end the program come at the wrong moment, such as between the logs
+    // window and the alert that explains why it closed.
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setQuitLockEnabled(false);
     connect(qApp, &QGuiApplication::lastWindowClosed, this, &AppDelegate::lastWindowClosed);
     patience_.setSingleShot(true);
     connect(&patience_, &QTimer::timeout, this, [this] { end(0); });

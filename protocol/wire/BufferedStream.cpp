@@ -15,7 +15,8 @@ BufferedStream::BufferedStream(kj::Own<kj::AsyncIoStream> inner)
 
 size_t BufferedStream::takeBuffered(kj::byte* target, size_t size) {
     const size_t count = std::min(size, readEnd_ - readBegin_);
-    std::memcpy(target, readBuffer_.begin() + readBegin_, count);
+    if (count > 0) // the target of an empty read may be null
+        std::memcpy(target, readBuffer_.begin() + readBegin_, count);
     readBegin_ += count;
     return count;
 }

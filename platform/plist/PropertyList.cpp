@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "platform/plist/PropertyList.h"
 
-#include <cerrno>
+#include "platform/plist/LibraryNode.h"
+
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <memory>
-#include <system_error>
 
 #include <plist/plist.h>
 
@@ -47,11 +45,6 @@ using Result = tl::expected<PropertyList, std::string>;
 constexpr double kDateOrigin = 978307200;
 /// Deeper nesting than any real list; bounds our own recursion.
 constexpr int kMaxDepth = 512;
-
-struct NodeFree {
-    void operator()(void* node) const { plist_free(node); }
-};
-using Node = std::unique_ptr<void, NodeFree>;
 
 struct BufferFree {
     void operator()(void* buffer) const { std::free(buffer); }
@@ -186,44 +179,27 @@ plist_t makeNode(const PropertyList& value) {
 } // namespace
 
 Result parsePropertyList(std::string_view bytes) {
-    if (bytes.size() > std::numeric_limits<std::uint32_t>::max())
-        return tl::unexpected(std::string("property list is larger than 4 GiB"));
-    if (bytes.starts_with("\xEF\xBB\xBF")) // a byte-order mark, which the library does not skip
-        bytes.remove_prefix(3);
-    const auto length = static_cast<std::uint32_t>(bytes.size());
-    plist_t root = nullptr;
-    if (bytes.starts_with("bplist0"))
-        plist_from_bin(bytes.data(), length, &root);
-    else
-        plist_from_xml(bytes.data(), length, &root);
-    const Node owner(root);
+    const auto root = parseLibraryNode(bytes);
     if (!root)
-        return tl::unexpected(std::string("not a property list"));
-    return fromNode(root, 0);
+        return tl::unexpected(root.error());
+    return fromNode(root->get(), 0);
 }
 
 Result readPropertyList(const std::string& path) {
     const auto failure = [&path](const std::string& why) {
         return tl::unexpected(path + ": " + why);
     };
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
-                                                               &std::fclose);
-    if (!file)
-        return failure(std::generic_category().message(errno));
-    std::string bytes;
-    char block[65536];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get()))
-        bytes.append(block, count);
-    if (std::ferror(file.get()))
-        return failure(std::generic_category().message(errno));
-    auto list = parsePropertyList(bytes);
+    const auto bytes = readWholeFile(path);
+    if (!bytes)
+        return failure(bytes.error());
+    auto list = parsePropertyList(*bytes);
     if (!list)
         return failure(list.error());
     return list;
 }
 
 std::string propertyListXml(const PropertyList& list) {
-    const Node node(makeNode(list));
+    const LibraryNode node(makeNode(list));
     char* xml = nullptr;
     std::uint32_t length = 0;
     plist_to_xml(node.get(), &xml, &length);

@@ -10,6 +10,7 @@
 
 #include "core/log/records/Picture.h"
 
+#include <string>
 #include <string_view>
 
 namespace brindle {
@@ -28,6 +29,10 @@ class ImageEffects {
     virtual Picture load(std::string_view bytes) const = 0;
     /// Its own size; zero for the empty picture or a name without a resource.
     virtual PictureSize size(const Picture& picture) const = 0;
+    /// Whether there is a resource of that name; does not look into it where it can tell without.
+    virtual bool has(const std::string& name) const {
+        return size(Picture::named(name)) != PictureSize{};
+    }
     /// A new picture of the source's size: the source at the origin, clipped to the ellipse
     /// inscribed in (0, 0, width, height). Empty for a picture without size.
     virtual Picture roundImage(const Picture& source, double width, double height) const = 0;

@@ -34,12 +34,15 @@ struct FilterError {
     std::string sentence;     ///< UTF-8, for the user, names the faulty part
 };
 
+/// User names by uid.
+using UserNames = std::shared_ptr<const std::unordered_map<std::uint32_t, std::string>>;
+
 /// The names that rows of a batch are shown with, as values that a worker thread can hold.
 struct FilterNames {
     /// Service names by port number, 65536 of them; null: no port has a name.
     std::shared_ptr<const std::vector<std::string>> services;
-    /// User names by uid; null, missing and empty: shown as the number.
-    std::shared_ptr<const std::unordered_map<std::uint32_t, std::string>> users;
+    /// Null, missing and empty: shown as the number.
+    UserNames users;
 
     std::string_view service(std::uint16_t port) const;
     std::string_view user(std::uint32_t uid) const;

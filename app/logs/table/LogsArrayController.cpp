@@ -350,8 +350,10 @@ ArrangementInput LogsArrayController::snapshot() {
     input.sort = sort_;
     if (filtering())
         input.filter = filter_;
-    if (input.filter || input.sort)
+    if (input.filter)
         input.names = names();
+    else if (input.sort)
+        input.names.users = users();
 
     std::vector<RowSlot> single(rows_.ownTextSlots().begin(), rows_.ownTextSlots().end());
     for (const RowRun& run : input.runs)
@@ -411,10 +413,14 @@ void LogsArrayController::noteUser(std::uint32_t uid) {
     names_.users = nullptr;
 }
 
-const FilterNames& LogsArrayController::names() {
+const UserNames& LogsArrayController::users() {
     if (!names_.users)
-        names_.users =
-            std::make_shared<const std::unordered_map<std::uint32_t, std::string>>(users_);
+        names_.users = std::make_shared<UserNames::element_type>(users_);
+    return names_.users;
+}
+
+const FilterNames& LogsArrayController::names() {
+    users();
     if (!names_.services && !tables_.portNames.empty()) {
         auto services = std::make_shared<std::vector<std::string>>(kPorts);
         for (std::size_t port = 0; port < kPorts; ++port)

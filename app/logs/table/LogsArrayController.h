@@ -113,6 +113,7 @@ class LogsArrayController {
     void removeLeavingNow();
     void holdBounds();
     void noteUser(std::uint32_t uid);
+    const UserNames& users();
     const FilterNames& names();
 
     const std::shared_ptr<platform::DispatchQueue> main_;

@@ -1,21 +1,30 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The composition root of the viewer: makes the queues, the process-wide tables and registries, the
-// daemon's connection and the windows' makers, hands them on, and runs the event loop. Everything is
-// destroyed here in the reverse order: what other threads may still call goes before what it calls.
+// daemon's connection and the windows' makers, hands them on, and runs the event loop. Everything
+// is destroyed here in the reverse order: what other threads may still call goes before what it
+// calls.
 
 #include "app/AppContext.h"
 #include "app/AppDelegate.h"
+#include "app/exclusions/ExclusionsWindow.h"
+#include "app/images/KVImageFX.h"
 #include "app/images/PictureIcon.h"
 #include "app/images/PictureStore.h"
 #include "app/logs/VDXLogsWindowController.h"
 #include "app/trace/Trace.h"
 #include "app/trace/TracedApplication.h"
+#include "core/annotate/PortNameTable.h"
+#include "core/annotate/SystemUsers.h"
+#include "core/exclusions/ExclusionList.h"
+#include "core/exclusions/StoredExclusions.h"
 #include "platform/connection/UnixSocket.h"
+#include "platform/defaults/DefaultsFile.h"
 #include "platform/identity/Accounts.h"
 #include "platform/queue/main/MainQueue.h"
 #include "platform/resolver/HostResolver.h"
 
+#include <QFile>
 #include <QLoggingCategory>
 #include <QTimer>
 
@@ -23,7 +32,6 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -42,14 +50,26 @@ void writeConsoleLine(const std::string& line) {
     std::fflush(stdout);
 }
 
-/// The exclusion list of a program that keeps none.
-class NothingExcluded final : public ExclusionTest {
-  public:
-    bool isExcluded(std::string_view, std::string_view, std::string_view, std::string_view,
-                    int) const override {
-        return false;
+/// Empty where there is no such resource.
+std::string resourceBytes(const char* name) {
+    QFile file(QString::fromLatin1(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+}
+
+/// Shows the open views what a changed exclusion list lets through.
+void refreshViews(const ViewControllers& views) {
+    if (const auto editor = views.find("exclusions"); editor && editor->exclusions) {
+        editor->exclusions->reloadExclusions();
     }
-};
+    if (const auto logs = views.find("logs"); logs && logs->logs && logs->needrealtime) {
+        logs->logs->queryLogs(LogsMode::live, {}, {}, logs->logs->rowCount());
+    }
+    for (const char* name : {"passin", "passout", "blockin", "blockout"}) {
+        if (const auto list = views.find(name); list && list->list) {
+            list->list->reloadTallies();
+        }
+    }
+}
 
 } // namespace
 
@@ -86,7 +106,11 @@ int main(int argc, char** argv) {
     LogTables tables(platform::accountName);
     ViewControllers viewControllers;
     WindowControllers windowControllers;
-    const NothingExcluded exclusionTest;
+    DefaultsExclusionStorage storedExclusions(
+        platform::DefaultsFile(platform::DefaultsFile::standardPath()),
+        platform::makeSerialQueue("exclusions"), queues.main);
+    ExclusionList exclusions(storedExclusions,
+                             [&viewControllers] { refreshViews(viewControllers); });
 
     AppContext context;
     context.queues = queues;
@@ -95,16 +119,31 @@ int main(int argc, char** argv) {
     context.windowControllers = &windowControllers;
     context.tables = &tables;
     context.pictures = &pictures;
-    context.exclusionTest = &exclusionTest;
+    context.exclusionTest = &exclusions;
+    context.exclusions = &exclusions;
     context.console = writeConsoleLine;
     context.trace = trace.get();
     context.names = {.resolver = resolver ? resolver->get() : nullptr, .timers = timers.get()};
     context.picturesDirectory = environment("BRINDLE_PICTURES");
     context.helper = BrindleHelper::create(
         BrindleHelper::socketFactory(platform::daemonSocketPath()), queues.main, viewControllers,
-        std::make_unique<LiveFeed>(queues, viewControllers, exclusionTest), writeConsoleLine);
+        std::make_unique<LiveFeed>(queues, viewControllers, exclusions), writeConsoleLine);
+
+    context.makeExclusionsWindow = [&context, &exclusions] {
+        return makeExclusionsWindow(context, exclusions);
+    };
 
     StartupSteps steps;
+    steps.loadPortNames = [&tables] {
+        if (auto names = loadPortNames(resourceBytes(":/ports/ports.plist"))) {
+            tables.portNames = PortNames(std::move(*names));
+        }
+    };
+    steps.buildLocalUsers = [&tables, &application] {
+        const KVImageFX effects(application.devicePixelRatio());
+        tables.systemUserList = VDXSystemUserDB(VDXSystemUsers(), effects).build();
+    };
+    steps.loadExclusions = [&exclusions] { exclusions.loadExclusions(); };
     steps.makeLogsWindow = [&context] {
         return std::make_shared<VDXLogsWindowController>(context);
     };
@@ -115,7 +154,8 @@ int main(int argc, char** argv) {
 
     // Windows that closed are released by an event of their own; those still open go now.
     QCoreApplication::sendPostedEvents();
-    for (const char* name : {"logs", "exclusionsWindow", "passin", "blockin", "passout", "blockout"}) {
+    for (const char* name :
+         {"logs", "exclusionsWindow", "passin", "blockin", "passout", "blockout"}) {
         windowControllers.remove(name);
     }
     if (const auto connection = context.helper->standingConnection()) {

@@ -6,8 +6,8 @@
 namespace brindle {
 
 tl::expected<std::unordered_map<std::string, std::string>, std::string>
-loadPortNames(const std::string& path) {
-    const auto list = platform::readPropertyList(path);
+loadPortNames(std::string_view propertyList) {
+    const auto list = platform::parsePropertyList(propertyList);
     if (!list)
         return tl::unexpected(list.error());
     std::unordered_map<std::string, std::string> names;

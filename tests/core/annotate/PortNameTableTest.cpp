@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/annotate/PortNameTable.h"
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 
@@ -14,23 +13,7 @@ namespace {
 
 using Names = std::unordered_map<std::string, std::string>;
 
-class PortNameTableTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/brindle-ports-XXXXXX";
-        folder_ = mkdtemp(pattern);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
-    auto load(const std::string& bytes) const {
-        std::ofstream(folder_ / "ports.plist") << bytes;
-        return loadPortNames(folder_ / "ports.plist");
-    }
-
-    std::filesystem::path folder_;
-};
-
-TEST_F(PortNameTableTest, WrongShapesGiveNoNamesAndUnreadableFilesAFailure) {
+TEST(PortNameTableTest, WrongShapesGiveNoNamesAndUnreadableOnesAFailure) {
     const struct {
         const char* root;
         Names expected;
@@ -42,13 +25,16 @@ TEST_F(PortNameTableTest, WrongShapesGiveNoNamesAndUnreadableFilesAFailure) {
         {"<dict><key>443</key><string>https</string><key>80</key><integer>1</integer></dict>", {}},
     };
     for (const auto& [root, expected] : cases)
-        EXPECT_EQ(load(std::string("<plist>") + root + "</plist>").value(), expected) << root;
-    EXPECT_FALSE(load("<plist><dict><key>443"));
-    EXPECT_FALSE(loadPortNames(folder_ / "missing.plist"));
+        EXPECT_EQ(loadPortNames(std::string("<plist>") + root + "</plist>").value(), expected)
+            << root;
+    EXPECT_FALSE(loadPortNames("<plist><dict><key>443"));
+    EXPECT_FALSE(loadPortNames("")); // the resource is not there
 }
 
-TEST_F(PortNameTableTest, TheApplicationsTableHasTheNamesPeopleExpect) {
-    const auto names = loadPortNames(BRINDLE_PORTS_TABLE);
+TEST(PortNameTableTest, TheApplicationsTableHasTheNamesPeopleExpect) {
+    std::ifstream file(BRINDLE_PORTS_TABLE, std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    const auto names = loadPortNames(bytes);
     ASSERT_TRUE(names) << names.error();
     EXPECT_GT(names->size(), 5000u);
     const Names expected{{"22", "ssh"},    {"25", "smtp"},    {"53", "domain"},

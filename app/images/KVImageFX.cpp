@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/images/KVImageFX.h"
 
+#include "app/images/PictureResource.h"
 #include "app/images/PictureStore.h"
 
 #include <QBuffer>
@@ -13,11 +14,6 @@
 #include <cstring>
 #include <utility>
 #include <vector>
-
-// Needed before the first named picture; the macro does not work inside a namespace.
-static void initPictureResources() {
-    Q_INIT_RESOURCE(pictures);
-}
 
 namespace brindle {
 namespace {
@@ -51,12 +47,13 @@ Picture pictureOf(const QImage& image) {
 }
 
 QSize resourceSize(const std::string& name) {
-    initPictureResources();
-    if (!PictureStore::contains(QString::fromStdString(name))) {
+    const PictureResource resource = pictureResource(QString::fromStdString(name));
+    if (resource.path.isEmpty()) {
         return {};
     }
-    return QSvgRenderer(QStringLiteral(":/pictures/%1.svg").arg(QString::fromStdString(name)))
-        .defaultSize();
+    // The sources of flags are far larger than anything they are shown at.
+    return resource.kind == PictureResource::Kind::flag ? QSize(kFlagWidth, kFlagHeight)
+                                                        : QSvgRenderer(resource.path).defaultSize();
 }
 
 bool hasPixels(const Picture::Content& content) {
@@ -116,6 +113,10 @@ PictureSize KVImageFX::size(const Picture& picture) const {
     return hasPixels(*content)
                ? PictureSize{content->width / pixelRatio_, content->height / pixelRatio_}
                : PictureSize{};
+}
+
+bool KVImageFX::has(const std::string& name) const {
+    return !pictureResource(QString::fromStdString(name)).path.isEmpty();
 }
 
 Picture KVImageFX::roundImage(const Picture& source, double width, double height) const {

@@ -23,6 +23,7 @@ class KVImageFX final : public ImageEffects {
     /// million pixels, others: above 2 million) is none.
     Picture load(std::string_view bytes) const override;
     PictureSize size(const Picture& picture) const override;
+    bool has(const std::string& name) const override;
     Picture roundImage(const Picture& source, double width, double height) const override;
     Picture resizedImage(const Picture& source, double width, double height) const override;
 

@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/images/PictureStore.h"
 
+#include "app/images/PictureResource.h"
+
 #include <QColor>
 #include <QFile>
 #include <QPainter>
 #include <QPointer>
 #include <QSvgRenderer>
 
-// The resources sit in a static library: the linker drops them unless they are asked for, and the
-// macro that asks does not work inside a namespace.
-static void initPictureResources() { Q_INIT_RESOURCE(pictures); }
-
 namespace brindle {
 namespace {
-
-QString resourcePath(const QString& name) { return QStringLiteral(":/pictures/%1.svg").arg(name); }
 
 /// Colours that the pictures are drawn in, and what takes their place on a dark background.
 struct DarkColour {
@@ -28,16 +24,22 @@ constexpr DarkColour kDarkColours[] = {
     {"#ffffff", "#15181c"}, // marks that stand on one of the above
 };
 
-bool isLight(QRgb colour) { return qGray(colour) > 127; }
+bool isLight(QRgb colour) {
+    return qGray(colour) > 127;
+}
 
 QImage drawSvg(const QString& name, QSize pixels, QRgb ink) {
-    QFile file(resourcePath(name));
+    const PictureResource resource = pictureResource(name);
+    QFile file(resource.path);
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
     QByteArray source = file.readAll();
-    source.replace("currentColor", QColor(ink).name().toLatin1());
-    if (isLight(ink)) {
+    const bool isDrawing = resource.kind == PictureResource::Kind::drawing;
+    if (isDrawing) {
+        source.replace("currentColor", QColor(ink).name().toLatin1());
+    }
+    if (isDrawing && isLight(ink)) {
         for (const DarkColour& colour : kDarkColours) {
             source.replace(colour.light, colour.dark);
         }
@@ -78,12 +80,13 @@ QImage drawPicture(const Picture& picture, QSize pixels, QRgb ink) {
 PictureStore::PictureStore(std::shared_ptr<platform::DispatchQueue> worker,
                            std::shared_ptr<platform::DispatchQueue> main, QObject* parent)
     : QObject(parent), worker_(std::move(worker)), main_(std::move(main)) {
-    initPictureResources();
 }
 
 PictureStore::~PictureStore() = default;
 
-bool PictureStore::contains(const QString& name) { return QFile::exists(resourcePath(name)); }
+bool PictureStore::contains(const QString& name) {
+    return !pictureResource(name).path.isEmpty();
+}
 
 bool PictureStore::isDark(const QPalette& palette) {
     return isLight(palette.color(QPalette::Active, QPalette::Text).rgb());
@@ -112,27 +115,27 @@ QImage PictureStore::image(const Picture& picture, QSize points, qreal pixelRati
     if (!entry.asked) {
         entry.asked = true;
         entry.keptAlive = picture;
-        worker_->async([store = QPointer<PictureStore>(this), main = main_, key, picture,
-                        pixelRatio] {
-            QImage image = drawPicture(picture, key.pixels, key.ink);
-            image.setDevicePixelRatio(pixelRatio);
-            main->async([store, key, image = std::move(image)] {
-                if (!store) {
-                    return;
-                }
-                store->entries_[key].image = image;
-                if (!store->announced_) {
-                    store->announced_ = true;
-                    QMetaObject::invokeMethod(
-                        store,
-                        [store] {
-                            store->announced_ = false;
-                            emit store->drawn();
-                        },
-                        Qt::QueuedConnection);
-                }
+        worker_->async(
+            [store = QPointer<PictureStore>(this), main = main_, key, picture, pixelRatio] {
+                QImage image = drawPicture(picture, key.pixels, key.ink);
+                image.setDevicePixelRatio(pixelRatio);
+                main->async([store, key, image = std::move(image)] {
+                    if (!store) {
+                        return;
+                    }
+                    store->entries_[key].image = image;
+                    if (!store->announced_) {
+                        store->announced_ = true;
+                        QMetaObject::invokeMethod(
+                            store,
+                            [store] {
+                                store->announced_ = false;
+                                emit store->drawn();
+                            },
+                            Qt::QueuedConnection);
+                    }
+                });
             });
-        });
     }
     return entry.image;
 }

@@ -3,8 +3,8 @@
 
 #include <QLabel>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QPixmap>
+#include <QPushButton>
 
 namespace brindle {
 namespace {

@@ -17,9 +17,11 @@ constexpr int kOutcomeMs = 5000;
 constexpr int kAlertPictureSize = 64;
 
 constexpr auto kCannotConnect =
-    "Brindle is unable to connect to tallyd. This usually happens when tallyd is not running or not "
+    "Brindle is unable to connect to tallyd. This usually happens when tallyd is not running or "
+    "not "
     "up to date.\nTo fix this issue please install/update Vardex Boot Scripts and retry.\n\nTo "
-    "install Vardex Boot Scripts:\n\n- Open Vardex\n- Select 'Status' from the left column\n- Click "
+    "install Vardex Boot Scripts:\n\n- Open Vardex\n- Select 'Status' from the left column\n- "
+    "Click "
     "'Install Boot Scripts'  \n\nClick the button below to dismiss this alert and quit "
     "Brindle.\n\n\n\nError:\n";
 
@@ -46,8 +48,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (!startedByVardex(arguments_)) {
         alerting_ = true;
         runModal({.messageText = QStringLiteral("Error"),
-                  .informativeText = QStringLiteral(
-                      "cannot start Brindle manually, please use Vardex app"),
+                  .informativeText =
+                      QStringLiteral("cannot start Brindle manually, please use Vardex app"),
                   .icon = {}});
         end(0);
         return;

@@ -21,8 +21,8 @@ class AppDelegate final : public QObject {
     /// `arguments`: the process's own, program path first, none taken away.
     AppDelegate(std::vector<std::string> arguments, AppContext& context, StartupSteps steps);
 
-    /// The start sequence. Ends the event loop with status 0 after an alert when the program was not
-    /// started the way it must be.
+    /// The start sequence. Ends the event loop with status 0 after an alert when the program was
+    /// not started the way it must be.
     void applicationDidFinishLaunching();
     bool applicationShouldTerminateAfterLastWindowClosed() const { return true; }
 

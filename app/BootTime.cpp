@@ -7,9 +7,9 @@
 #include <string>
 
 #ifndef __linux__
-#include <sys/types.h>
 #include <sys/sysctl.h>
 #include <sys/time.h>
+#include <sys/types.h>
 #endif
 
 namespace brindle {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The start-up sequence: asks the daemon for its version, loads the reference data, notes the boot
-// time and opens the logs window. Run once by the application's delegate on the main thread; what it
-// starts goes on after it.
+// time and opens the logs window. Run once by the application's delegate on the main thread; what
+// it starts goes on after it.
 #pragma once
 
 #include "app/AppContext.h"

@@ -10,8 +10,8 @@ namespace brindle {
 namespace {
 
 constexpr std::int64_t kManyRows = 20;
-constexpr int kSettleMs = 250;     ///< with many rows: until they are painted, pictures included
-constexpr int kFewRowsMs = 2000;   ///< with fewer: perhaps more come
+constexpr int kSettleMs = 250;   ///< with many rows: until they are painted, pictures included
+constexpr int kFewRowsMs = 2000; ///< with fewer: perhaps more come
 
 } // namespace
 
@@ -45,8 +45,7 @@ void WindowPicture::save() {
     QDir().mkpath(directory_);
     const QString path = QDir(directory_).filePath(name_ + QStringLiteral(".png"));
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || !window_->grab().save(&file, "PNG") ||
-        !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || !window_->grab().save(&file, "PNG") || !file.commit()) {
         qWarning("cannot save the picture %s: %s", qUtf8Printable(path),
                  qUtf8Printable(file.errorString()));
         return;

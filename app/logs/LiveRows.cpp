@@ -22,6 +22,8 @@ void LiveRows::moveInto(LogsArrayController& controller) {
     }
 }
 
-std::uint64_t LiveRows::takeArrived() { return std::exchange(arrived_, 0); }
+std::uint64_t LiveRows::takeArrived() {
+    return std::exchange(arrived_, 0);
+}
 
 } // namespace brindle

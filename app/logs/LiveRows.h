@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Live records on their way into the table: gathered so that the table changes a few times a second,
-// however many arrive, and counted for the rate. Owned by the logs view, main thread.
+// Live records on their way into the table: gathered so that the table changes a few times a
+// second, however many arrive, and counted for the rate. Owned by the logs view, main thread.
 #pragma once
 
 #include "core/log/LiveFeed.h"
@@ -28,8 +28,8 @@ class LiveRows {
     bool empty() const { return waiting_.empty(); }
     /// Rows the table would hold, `held` being there already, once the waiting ones are in.
     std::size_t countWith(std::size_t held) const;
-    /// Puts what waits at the front, the newest first, each addition to a full table taking the last
-    /// row out.
+    /// Puts what waits at the front, the newest first, each addition to a full table taking the
+    /// last row out.
     void moveInto(LogsArrayController& controller);
 
     /// Records that arrived since the last call.

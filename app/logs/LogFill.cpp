@@ -28,8 +28,7 @@ std::shared_ptr<LogFill> LogFill::start(AppContext& context, LogsArrayController
     const auto failed = [onMain] {
         onMain([](LogFill& self) { self.finish(FillOutcome::brokeOff); });
     };
-    fill->query_ =
-        context.helper->queryLogs(request.from, request.to, std::move(reply), failed);
+    fill->query_ = context.helper->queryLogs(request.from, request.to, std::move(reply), failed);
     return fill->query_ ? fill : nullptr;
 }
 
@@ -75,10 +74,9 @@ void LogFill::take(const std::shared_ptr<const RecordBatch>& batch) {
 bool LogFill::isExcluded(const RecordBatch& batch, std::size_t row) const {
     const RecordRow& record = batch.row(row);
     const std::string_view src = batch.text(record.srcip);
-    return context_.exclusionTest->isExcluded(src, std::to_string(record.srcport),
-                                              batch.text(record.dstip),
-                                              std::to_string(record.dstport),
-                                              isIpv6Text(src) ? 6 : 4);
+    return context_.exclusionTest->isExcluded(
+        src, std::to_string(record.srcport), batch.text(record.dstip),
+        std::to_string(record.dstport), isIpv6Text(src) ? 6 : 4);
 }
 
 double LogFill::progress(double oldest) const {

@@ -99,10 +99,9 @@ void LogsActions::fillMenuBar(QMainWindow* window) {
         return menu;
     };
     add(tr("&File"), {close, nullptr, quit});
-    add(tr("&Edit"),
-        {copyRows, copySource, copyDestination, nullptr, selectAll, nullptr, find});
-    add(tr("&View"), {periods[0], periods[1], periods[2], periods[3], nullptr, stop, nullptr,
-                      resolve});
+    add(tr("&Edit"), {copyRows, copySource, copyDestination, nullptr, selectAll, nullptr, find});
+    add(tr("&View"),
+        {periods[0], periods[1], periods[2], periods[3], nullptr, stop, nullptr, resolve});
     add(tr("&Lists"), {passin, blockin, passout, blockout});
     add(tr("Fire&wall"), {blackListSource, blackListDestination});
     QMenu* exclusions = add(tr("E&xclusions"), {});

@@ -64,8 +64,8 @@ void LogsDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
         return;
     }
     painter->setFont(option.font);
-    painter->setPen(option.palette.color(group, selected ? QPalette::HighlightedText
-                                                         : QPalette::Text));
+    painter->setPen(
+        option.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text));
     painter->drawText(content, static_cast<int>(option.displayAlignment) | Qt::TextSingleLine,
                       option.fontMetrics.elidedText(option.text, Qt::ElideMiddle, content.width()));
 }

@@ -79,6 +79,8 @@ void LogsStatusBar::setProgress(std::optional<double> fraction) {
     }
 }
 
-QString LogsStatusBar::text() const { return text_->text(); }
+QString LogsStatusBar::text() const {
+    return text_->text();
+}
 
 } // namespace brindle

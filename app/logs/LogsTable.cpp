@@ -5,8 +5,8 @@
 #include "app/logs/table/LogColumn.h"
 
 #include <QHeaderView>
-#include <QPainter>
 #include <QPaintEvent>
+#include <QPainter>
 #include <QScrollBar>
 #include <QSignalBlocker>
 
@@ -15,7 +15,7 @@
 namespace brindle {
 namespace {
 
-constexpr int kRowPadding = 8;     ///< above and below the text, together
+constexpr int kRowPadding = 8; ///< above and below the text, together
 constexpr int kHeaderPadding = 10;
 constexpr int kSortArrowWidth = 22;
 
@@ -58,7 +58,9 @@ void LogsTable::setModel(QAbstractItemModel* newModel) {
     measure();
 }
 
-bool LogsTable::showsTop() const { return verticalScrollBar()->value() == 0; }
+bool LogsTable::showsTop() const {
+    return verticalScrollBar()->value() == 0;
+}
 
 void LogsTable::rowsCame(int first, int last) {
     if (first <= verticalScrollBar()->value() && !showsTop()) {
@@ -79,8 +81,8 @@ void LogsTable::measure() {
         return;
     }
     measuring_ = true;
-    verticalHeader()->setDefaultSectionSize(
-        qMax(fontMetrics().height(), iconSize().height()) + kRowPadding);
+    verticalHeader()->setDefaultSectionSize(qMax(fontMetrics().height(), iconSize().height()) +
+                                            kRowPadding);
     horizontalHeader()->setFixedHeight(fontMetrics().height() + kHeaderPadding);
     const QFontMetrics headerMetrics(horizontalHeader()->font());
     for (const LogColumn column : allLogColumns()) {
@@ -88,10 +90,9 @@ void LogsTable::measure() {
         const auto sample = QString::fromUtf8(info.sample.data(), qsizetype(info.sample.size()));
         const auto title = QString::fromUtf8(info.title.data(), qsizetype(info.title.size()));
         const int texts = LogsDelegate::cellWidth(fontMetrics(), sample, info.picture);
-        const int heading = title.isEmpty()
-                                ? 0
-                                : headerMetrics.horizontalAdvance(title) +
-                                      2 * LogsDelegate::kCellMargin + kSortArrowWidth;
+        const int heading = title.isEmpty() ? 0
+                                            : headerMetrics.horizontalAdvance(title) +
+                                                  2 * LogsDelegate::kCellMargin + kSortArrowWidth;
         setColumnWidth(static_cast<int>(column), qMax(texts, heading));
     }
     horizontalHeader()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 4);
@@ -159,8 +160,8 @@ void LogsTable::paintEvent(QPaintEvent* event) {
     QFont large = font();
     large.setPointSizeF(large.pointSizeF() * 1.15);
     painter.setFont(large);
-    painter.drawText(viewport()->rect().adjusted(24, 0, -24, 0),
-                     Qt::AlignCenter | Qt::TextWordWrap, emptyText_);
+    painter.drawText(viewport()->rect().adjusted(24, 0, -24, 0), Qt::AlignCenter | Qt::TextWordWrap,
+                     emptyText_);
 }
 
 } // namespace brindle

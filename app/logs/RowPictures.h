@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The pictures of the table's cells: icons of the store's images for one widget's palette and screen,
-// kept so that painting a cell looks a pointer up. Owned by the logs view, main thread.
+// The pictures of the table's cells: icons of the store's images for one widget's palette and
+// screen, kept so that painting a cell looks a pointer up. Owned by the logs view, main thread.
 #pragma once
 
 #include "app/logs/table/PictureSource.h"

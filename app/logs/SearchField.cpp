@@ -89,9 +89,9 @@ void SearchField::markMistake(std::size_t position, std::size_t length) {
     format.setForeground(kMistakeColour);
     // A line edit formats parts of its text only as an input method would; the range counts from
     // the cursor.
-    QInputMethodEvent event(QString(), {{QInputMethodEvent::TextFormat,
-                                         static_cast<int>(offset) - cursorPosition(),
-                                         static_cast<int>(size), format}});
+    QInputMethodEvent event(
+        QString(), {{QInputMethodEvent::TextFormat, static_cast<int>(offset) - cursorPosition(),
+                     static_cast<int>(size), format}});
     QCoreApplication::sendEvent(this, &event);
     marked_ = true;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The filter field: a magnifier, what the user typed with a mistake underlined, a button to clear it,
-// and how many rows pass. A widget of the logs window, main thread.
+// The filter field: a magnifier, what the user typed with a mistake underlined, a button to clear
+// it, and how many rows pass. A widget of the logs window, main thread.
 #pragma once
 
 #include <QLineEdit>

@@ -56,8 +56,7 @@ VDXLogsViewController::VDXLogsViewController(AppContext& context, QWidget* paren
     connect(&model_, &LogsTableModel::countsChanged, this, &VDXLogsViewController::tableChanged);
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &VDXLogsViewController::changed);
-    connect(table_, &QTableView::doubleClicked, this,
-            &VDXLogsViewController::doubleClickTableView);
+    connect(table_, &QTableView::doubleClicked, this, &VDXLogsViewController::doubleClickTableView);
     connect(table_, &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
         emit contextMenuRequested(table_->viewport()->mapToGlobal(position));
     });
@@ -101,8 +100,7 @@ void VDXLogsViewController::selectLogMode(int index) {
 }
 
 void VDXLogsViewController::queryLogs(LogsMode mode, std::optional<double> from,
-                                      std::optional<double> to,
-                                      std::optional<std::int64_t> limit) {
+                                      std::optional<double> to, std::optional<std::int64_t> limit) {
     live_.clear();
     controller_.clear();
     suspendFilter();
@@ -160,7 +158,9 @@ void VDXLogsViewController::applyFilter() {
     }
 }
 
-void VDXLogsViewController::suspendFilter() { controller_.setFilter(nullptr); }
+void VDXLogsViewController::suspendFilter() {
+    controller_.setFilter(nullptr);
+}
 
 void VDXLogsViewController::setFilterText(const QString& text) {
     const auto parsed = FilterExpression::parse(text.toStdString());
@@ -265,8 +265,7 @@ void VDXLogsViewController::doubleClickTableView() {
 }
 
 void VDXLogsViewController::copyAddresses(AddressSide side) {
-    const std::vector<std::string> addresses =
-        addressesOfRows(controller_, selectedRows(), side);
+    const std::vector<std::string> addresses = addressesOfRows(controller_, selectedRows(), side);
     QClipboard* clipboard = QApplication::clipboard();
     clipboard->clear();
     clipboard->setText(QString::fromStdString(joinedLines(addresses)));
@@ -274,8 +273,12 @@ void VDXLogsViewController::copyAddresses(AddressSide side) {
                      (side == AddressSide::source ? " src addresses" : " dst addresses"));
 }
 
-void VDXLogsViewController::copySrcAddresses() { copyAddresses(AddressSide::source); }
-void VDXLogsViewController::copyDstAddresses() { copyAddresses(AddressSide::destination); }
+void VDXLogsViewController::copySrcAddresses() {
+    copyAddresses(AddressSide::source);
+}
+void VDXLogsViewController::copyDstAddresses() {
+    copyAddresses(AddressSide::destination);
+}
 
 void VDXLogsViewController::copyRows() {
     QApplication::clipboard()->setText(
@@ -296,8 +299,12 @@ void VDXLogsViewController::blackList(AddressSide side) {
     context_.link->blackListAddresses(std::move(distinct));
 }
 
-void VDXLogsViewController::blacklistSrcAddresses() { blackList(AddressSide::source); }
-void VDXLogsViewController::blacklistDstAddresses() { blackList(AddressSide::destination); }
+void VDXLogsViewController::blacklistSrcAddresses() {
+    blackList(AddressSide::source);
+}
+void VDXLogsViewController::blacklistDstAddresses() {
+    blackList(AddressSide::destination);
+}
 
 void VDXLogsViewController::menuWillOpen(QMenu* menu) {
     menu->clear();
@@ -325,7 +332,9 @@ void VDXLogsViewController::clickExclusion(const QVariant& representedObject) {
     }
 }
 
-void VDXLogsViewController::terminate() { QCoreApplication::quit(); }
+void VDXLogsViewController::terminate() {
+    QCoreApplication::quit();
+}
 
 void VDXLogsViewController::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);

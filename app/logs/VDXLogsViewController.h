@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The content of the logs window: the table of records, filled by one query for a period or, in live
-// mode, by a short query for today and then by the live feed; the filter over it; and what can be
-// done with the selected rows. Made by the logs window's controller, which registers `entry()` under
-// "logs" before it loads the view. Main thread.
+// The content of the logs window: the table of records, filled by one query for a period or, in
+// live mode, by a short query for today and then by the live feed; the filter over it; and what can
+// be done with the selected rows. Made by the logs window's controller, which registers `entry()`
+// under "logs" before it loads the view. Main thread.
 #pragma once
 
 #include "app/AppContext.h"

@@ -85,6 +85,8 @@ void VDXLogsWindowController::windowDidLoad() {
     nameControls();
     showDateControls(false);
 
+    poll_ =
+        DaemonStatusPoll::create(context_.helper, context_.queues.main, [this] { showState(); });
     view_ = new VDXLogsViewController(context_, window_.get());
     view_->entry()->needrealtime = true;
     context_.viewControllers->set("logs", view_->entry());
@@ -105,7 +107,7 @@ void VDXLogsWindowController::windowDidLoad() {
     window_->resize(QSize(width, width * 5 / 9).boundedTo(available * 0.95));
     view_->setFocus();
     showState();
-    askStatus();
+    poll_->ask();
 }
 
 void VDXLogsWindowController::nameControls() {
@@ -121,8 +123,7 @@ void VDXLogsWindowController::nameControls() {
     button(ui_->passoutBtn, actions_->passout);
     button(ui_->blockoutBtn, actions_->blockout);
     button(ui_->exclusionsBtn, actions_->exclusionsWindow);
-    for (QToolButton* list :
-         {ui_->passinBtn, ui_->blockinBtn, ui_->passoutBtn, ui_->blockoutBtn}) {
+    for (QToolButton* list : {ui_->passinBtn, ui_->blockinBtn, ui_->passoutBtn, ui_->blockoutBtn}) {
         list->setIconSize(QSize(22, 16));
     }
     ui_->search->setPictures(*context_.pictures);
@@ -221,12 +222,12 @@ void VDXLogsWindowController::connectControls() {
     });
     connect(&statusTimer_, &QTimer::timeout, this, [this] {
         liveRate_ = view_->takeArrived();
-        askStatus();
+        poll_->ask();
         showState();
     });
     statusTimer_.start(kStatusIntervalMs);
     context_.helper->setConnectionObserver([this](bool) {
-        statusPending_ = false;
+        poll_->connectionChanged();
         showState();
     });
 }
@@ -327,8 +328,8 @@ void VDXLogsWindowController::windowWillClose() {
 }
 
 void VDXLogsWindowController::setButtonStyle(Qt::ToolButtonStyle style) {
-    for (QToolButton* button : {ui_->passinBtn, ui_->blockinBtn, ui_->passoutBtn,
-                                ui_->blockoutBtn, ui_->exclusionsBtn}) {
+    for (QToolButton* button :
+         {ui_->passinBtn, ui_->blockinBtn, ui_->passoutBtn, ui_->blockoutBtn, ui_->exclusionsBtn}) {
         button->setToolButtonStyle(style);
     }
 }
@@ -350,42 +351,14 @@ void VDXLogsWindowController::fitControls() {
 void VDXLogsWindowController::showState() {
     LogsStatus status = view_->status();
     status.liveRate = liveRate_;
-    status.daemon = daemon_;
-    const std::optional<double> progress = view_->progress(oldestStored_);
+    status.daemon = poll_->last();
+    const std::optional<double> progress = view_->progress(poll_->oldestStored());
     ui_->status->showStatus(status);
     ui_->status->setProgress(progress);
     ui_->search->setCounts(view_->shownCount(), status.rows);
     actions_->stop->setEnabled(progress.has_value());
     actions_->setSelected(status.selected > 0);
     picture_->contentChanged(static_cast<std::int64_t>(view_->shownCount()));
-}
-
-void VDXLogsWindowController::askStatus() {
-    const std::shared_ptr<TallydConnection> connection = context_.helper->standingConnection();
-    if (!connection || statusPending_) {
-        return;
-    }
-    // A daemon that does not know the request is no error: the status bar says less.
-    const auto proxy = connection->remoteObjectProxyWithErrorHandler([](const std::string&) {});
-    if (!proxy) {
-        return;
-    }
-    statusPending_ = true;
-    proxy->getStatusWithReply([main = context_.queues.main,
-                               self = weak_from_this()](const DaemonStatus& status) {
-        main->async([self, status] {
-            if (const auto controller = self.lock()) {
-                std::uint64_t lost = status.liveLost;
-                for (const auto& [reason, count] : status.lost) {
-                    lost += count;
-                }
-                controller->statusPending_ = false;
-                controller->daemon_ = StoredAndLost{.stored = status.rows, .lost = lost};
-                controller->oldestStored_ = status.oldest;
-                controller->showState();
-            }
-        });
-    });
 }
 
 void VDXLogsWindowController::showMistake() {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The logs window: period menu and date fields, buttons for the lists and the exclusions, the filter
-// field, the table of records (VDXLogsViewController) and the status bar. Made by the start-up, which
-// registers it under "logs"; the window is loaded when it is first presented. Main thread.
+// The logs window: period menu and date fields, buttons for the lists and the exclusions, the
+// filter field, the table of records (VDXLogsViewController) and the status bar. Made by the
+// start-up, which registers it under "logs"; the window is loaded when it is first presented. Main
+// thread.
 #pragma once
 
 #include "app/AppContext.h"
+#include "app/logs/DaemonStatusPoll.h"
 #include "app/logs/LogsActions.h"
 #include "app/logs/Wording.h"
 
@@ -61,7 +63,6 @@ class VDXLogsWindowController final : public QObject,
     void measureControls();
     void fitControls();
     void showState();
-    void askStatus();
     void showMistake();
     /// The "logs" view while it is registered.
     LogsView* registeredView() const;
@@ -76,9 +77,7 @@ class VDXLogsWindowController final : public QObject,
     QTimer statusTimer_;
     QTimer stateTimer_;   ///< gathers changes of the view into one change of the status bar
     QTimer mistakeTimer_; ///< a mistake is shown when the user pauses
-    bool statusPending_ = false;
-    std::optional<StoredAndLost> daemon_;
-    std::optional<double> oldestStored_;
+    std::shared_ptr<DaemonStatusPoll> poll_;
     std::uint64_t liveRate_ = 0;
     bool pickersTouched_ = false;
     bool closed_ = false;

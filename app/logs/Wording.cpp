@@ -8,7 +8,9 @@
 namespace brindle {
 namespace {
 
-QString tr(const char* text) { return QCoreApplication::translate("LogsWindow", text); }
+QString tr(const char* text) {
+    return QCoreApplication::translate("LogsWindow", text);
+}
 
 } // namespace
 

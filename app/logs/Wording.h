@@ -27,8 +27,8 @@ struct StoredAndLost {
 struct LogsStatus {
     LogsMode mode = LogsMode::live;
     bool connected = false;
-    bool loading = false; ///< an answer is arriving
-    bool stopped = false; ///< the user stopped the last one
+    bool loading = false;       ///< an answer is arriving
+    bool stopped = false;       ///< the user stopped the last one
     std::uint64_t liveRate = 0; ///< records a second
     std::size_t rows = 0;
     std::size_t selected = 0;

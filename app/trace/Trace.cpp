@@ -48,7 +48,9 @@ Trace::~Trace() {
     std::fclose(file_);
 }
 
-void Trace::instant(std::string_view name) { write(name, 'i', Clock::now(), 0); }
+void Trace::instant(std::string_view name) {
+    write(name, 'i', Clock::now(), 0);
+}
 
 void Trace::complete(std::string_view name, Clock::time_point begin, Clock::time_point end) {
     write(name, 'X', begin, duration_cast<microseconds>(end - begin).count());

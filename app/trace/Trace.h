@@ -42,9 +42,9 @@ class Trace {
     std::FILE* const file_;
     const Clock::time_point start_;
     std::mutex mutex_;
-    bool first_ = true;                                     ///< guarded by mutex_
-    Clock::time_point longestBegin_{}, longestEnd_{};       ///< guarded by mutex_
-    std::string longestWhat_;                               ///< guarded by mutex_
+    bool first_ = true;                               ///< guarded by mutex_
+    Clock::time_point longestBegin_{}, longestEnd_{}; ///< guarded by mutex_
+    std::string longestWhat_;                         ///< guarded by mutex_
 };
 
 inline void traceInstant(Trace* trace, std::string_view name) {

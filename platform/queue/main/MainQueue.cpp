@@ -115,6 +115,8 @@ class MainQueue final : public DispatchQueue {
 
 } // namespace
 
-std::shared_ptr<DispatchQueue> makeMainQueue() { return std::make_shared<MainQueue>(); }
+std::shared_ptr<DispatchQueue> makeMainQueue() {
+    return std::make_shared<MainQueue>();
+}
 
 } // namespace brindle::platform

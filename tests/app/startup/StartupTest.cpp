@@ -108,8 +108,8 @@ TEST_F(StartupTest, FailureClosesTheLogsWindowThenAlertsAndEndsWithOne) {
     EXPECT_EQ(alerts[0].message, "Warning: Can't start Brindle");
     EXPECT_TRUE(alerts[0].informative.startsWith("Brindle is unable to connect to tallyd. "));
     EXPECT_TRUE(alerts[0].informative.contains("- Click 'Install Boot Scripts'  \n\n"));
-    EXPECT_TRUE(alerts[0].informative.endsWith("Brindle.\n\n\n\nError:\n" +
-                                               QString::fromStdString(error)));
+    EXPECT_TRUE(
+        alerts[0].informative.endsWith("Brindle.\n\n\n\nError:\n" + QString::fromStdString(error)));
 }
 
 TEST_F(StartupTest, FailureIsExplainedAlsoWhenTheUserClosedTheWindowBefore) {

@@ -39,7 +39,8 @@ struct FakeDaemon {
     DaemonStatus status;
     std::vector<std::string> messages; ///< names of the messages without queries and status
     std::vector<std::shared_ptr<FakeQuery>> queries;
-    std::function<void(std::string)> answerVersion; ///< of the version request, for the test to call
+    std::function<void(std::string)>
+        answerVersion; ///< of the version request, for the test to call
     ErrorHandler failVersion;
 
     FakeQuery& lastQuery() const { return *queries.back(); }

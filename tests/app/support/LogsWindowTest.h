@@ -131,9 +131,7 @@ class LogsWindowTest : public testing::Test {
     }
 
     /// Runs the event loop until `holds`; false when it does not come to hold.
-    static bool until(const std::function<bool()>& holds) {
-        return QTest::qWaitFor(holds, 20000);
-    }
+    static bool until(const std::function<bool()>& holds) { return QTest::qWaitFor(holds, 20000); }
     /// Lets everything that was handed to the main queue so far run.
     void settle() {
         bool reached = false;
@@ -142,7 +140,8 @@ class LogsWindowTest : public testing::Test {
         QCoreApplication::sendPostedEvents();
     }
 
-    template <typename Widget> Widget* child(const char* name) {
+    template <typename Widget>
+    Widget* child(const char* name) {
         return controller->window()->findChild<Widget*>(QLatin1String(name));
     }
     LogsTable& table() { return *child<LogsTable>("table"); }
@@ -151,7 +150,12 @@ class LogsWindowTest : public testing::Test {
     }
     int rows() { return table().model()->rowCount(); }
     std::string cell(int row, LogColumn column) {
-        return table().model()->index(row, static_cast<int>(column)).data().toString().toStdString();
+        return table()
+            .model()
+            ->index(row, static_cast<int>(column))
+            .data()
+            .toString()
+            .toStdString();
     }
     std::vector<std::string> sources() {
         std::vector<std::string> texts;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The main of tests with real windows: runs them on the display there is, else on a virtual one that
-// it starts and ends.
+// The main of tests with real windows: runs them on the display there is, else on a virtual one
+// that it starts and ends.
 
 #include <gtest/gtest.h>
 

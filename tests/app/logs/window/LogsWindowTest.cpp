@@ -42,9 +42,9 @@ TEST_F(LogsWindowTest, PeriodMenuSetsTitleDateControlsAndQuery) {
         std::size_t queries; ///< that the choice adds
         double span;         ///< seconds asked for; 0: from midnight
     };
-    for (const Case& each : {Case{3, "PF Log", true, 0, 0}, Case{1, "PF Log", false, 1, 0},
-                             Case{2, "PF Log", false, 1, 604800},
-                             Case{0, "PF Realtime Log", false, 1, 0}}) {
+    for (const Case& each :
+         {Case{3, "PF Log", true, 0, 0}, Case{1, "PF Log", false, 1, 0},
+          Case{2, "PF Log", false, 1, 604800}, Case{0, "PF Realtime Log", false, 1, 0}}) {
         SCOPED_TRACE(each.index);
         const std::size_t before = daemon.queries.size();
         choosePeriod(each.index);
@@ -66,8 +66,7 @@ TEST_F(LogsWindowTest, QueryButtonSendsTheDatesAsTheyStandAndWritesThem) {
     open();
     answer({});
     choosePeriod(3);
-    child<QDateTimeEdit>("pickerfrom")
-        ->setDateTime(QDateTime::fromMSecsSinceEpoch(1700000000500));
+    child<QDateTimeEdit>("pickerfrom")->setDateTime(QDateTime::fromMSecsSinceEpoch(1700000000500));
     child<QDateTimeEdit>("pickerto")->setDateTime(QDateTime::fromMSecsSinceEpoch(1600000000000));
     QTest::mouseClick(child<QPushButton>("queryBtn"), Qt::LeftButton);
     ASSERT_EQ(daemon.queries.size(), 2u);
@@ -248,8 +247,8 @@ TEST_F(LogsWindowTest, ExclusionMenuOffersSixEntriesOfTheFirstSelectedRow) {
     const auto v6 = entries();
     ASSERT_EQ(v6.size(), 6u);
     EXPECT_EQ(v6[3].first, "Ignore Subnet 2001:db8:1:2::/64");
-    EXPECT_EQ(v6[3].second, VDXExclusion("cidr", "2001:db8:1:2::/64", "2001:db8:1:2::",
-                                         "2001:db8:1:2:ffff:ffff:ffff:ffff", 6));
+    EXPECT_EQ(v6[3].second, VDXExclusion("cidr", "2001:db8:1:2::/64",
+                                         "2001:db8:1:2::", "2001:db8:1:2:ffff:ffff:ffff:ffff", 6));
 
     QMenu menu;
     view().menuWillOpen(&menu);
@@ -305,7 +304,8 @@ TEST_F(LogsWindowTest, WithoutADaemonNothingIsShownButThatItIsMissing) {
     daemon.reachable = false;
     open();
     EXPECT_EQ(rows(), 0);
-    EXPECT_TRUE(until([&] { return child<QLabel>("statusText")->text().contains("disconnected"); }));
+    EXPECT_TRUE(
+        until([&] { return child<QLabel>("statusText")->text().contains("disconnected"); }));
     EXPECT_FALSE(table().emptyText().isEmpty());
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// What the window looks like, in light and dark and at several sizes. With BRINDLE_PICTURES set, the
-// pictures stay there for the eye.
+// What the window looks like, in light and dark and at several sizes. With BRINDLE_PICTURES set,
+// the pictures stay there for the eye.
 #include "tests/app/support/LogsWindowTest.h"
 
-#include <QApplication>
 #include "app/logs/LogsDelegate.h"
+#include <QApplication>
 
 #include <QDir>
 #include <QHeaderView>
@@ -129,7 +129,8 @@ TEST_F(LookTest, ControlsStayWithinTheWindowHoweverNarrowItIs) {
         for (const int width : {1500, 1100, 300}) {
             controller->window()->resize(width, 420);
             ASSERT_TRUE(until([&] {
-                return controller->window()->width() <= std::max(width, controller->window()->minimumWidth());
+                return controller->window()->width() <=
+                       std::max(width, controller->window()->minimumWidth());
             }));
             settle();
             const auto* search = child<QLineEdit>("search");
@@ -151,7 +152,8 @@ TEST_F(LookTest, WindowSavesOnePictureOnceRowsAreShown) {
     const QString path = directory.filePath("pictures/logs.png");
     ASSERT_TRUE(until([&] { return QFile::exists(path); }));
     const QImage image(path);
-    EXPECT_EQ(image.size(), controller->window()->size() * controller->window()->devicePixelRatioF());
+    EXPECT_EQ(image.size(),
+              controller->window()->size() * controller->window()->devicePixelRatioF());
 }
 
 } // namespace

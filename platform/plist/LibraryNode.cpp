@@ -27,7 +27,7 @@ tl::expected<LibraryNode, std::string> parseLibraryNode(std::string_view bytes) 
     return LibraryNode(root);
 }
 
-tl::expected<std::string, std::string> readWholeFile(const std::string& path) {
+tl::expected<std::string, std::string> readListFile(const std::string& path) {
     const auto failure = [] { return tl::unexpected(std::generic_category().message(errno)); };
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
                                                                &std::fclose);

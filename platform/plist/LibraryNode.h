@@ -25,6 +25,6 @@ using LibraryNode = std::unique_ptr<void, LibraryNodeFree>;
 tl::expected<LibraryNode, std::string> parseLibraryNode(std::string_view bytes);
 
 /// The whole file. The error says why, without the file's name.
-tl::expected<std::string, std::string> readWholeFile(const std::string& path);
+tl::expected<std::string, std::string> readListFile(const std::string& path);
 
 } // namespace brindle::platform

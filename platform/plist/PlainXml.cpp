@@ -2,17 +2,23 @@
 #include "platform/plist/PlainXml.h"
 
 #include <algorithm>
+#include <string>
+#include <vector>
 
 namespace brindle::platform {
 namespace {
 
 class Scanner {
   public:
-    explicit Scanner(std::string_view bytes) : rest_(bytes) {}
+    explicit Scanner(const ByteSource& source) : source_(source), window_(kWindow) { fill(); }
 
-    bool atEnd() const { return rest_.empty(); }
+    bool atEnd() const { return rest_.empty() && ended_; }
 
+    /// Also sees to it that what follows is there in one piece, unless it is longer than any plain
+    /// element: what is cut short is not plain.
     void skipSpace() {
+        if (rest_.size() < kLongestElement && !ended_)
+            fill();
         std::size_t count = 0;
         while (count < rest_.size() && isSpace(rest_[count]))
             ++count;
@@ -25,6 +31,8 @@ class Scanner {
         rest_.remove_prefix(literal.size());
         return true;
     }
+
+    // What is taken stays valid until the next skipSpace.
 
     /// Takes everything up to and including `end`; nothing when it does not come.
     std::optional<std::string_view> takeThrough(std::string_view end) {
@@ -50,7 +58,24 @@ class Scanner {
     static bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
     static bool isPlain(char c) { return c > ' ' && c <= '~' && c != '<' && c != '&'; }
 
-    std::string_view rest_;
+    static constexpr std::size_t kWindow = std::size_t{1} << 18;
+    static constexpr std::size_t kLongestElement = std::size_t{1} << 14;
+
+    void fill() {
+        std::copy(rest_.begin(), rest_.end(), window_.begin());
+        std::size_t size = rest_.size();
+        while (size < window_.size() && !ended_) {
+            const std::size_t count = source_(window_.data() + size, window_.size() - size);
+            ended_ = count == 0;
+            size += count;
+        }
+        rest_ = std::string_view(window_.data(), size);
+    }
+
+    const ByteSource& source_;
+    std::vector<char> window_;
+    std::string_view rest_; ///< of what is in the window
+    bool ended_ = false;
 };
 
 /// Whether what was taken up to the first ">" cannot go on behind it: no ">" inside quotes, no
@@ -110,7 +135,15 @@ std::optional<TextArray> takeArray(Scanner& scanner) {
 } // namespace
 
 std::optional<TextArrays> parsePlainXml(std::string_view bytes) {
-    Scanner scanner(bytes);
+    return parsePlainXml([rest = bytes](char* to, std::size_t room) mutable {
+        const std::size_t count = rest.copy(to, room);
+        rest.remove_prefix(count);
+        return count;
+    });
+}
+
+std::optional<TextArrays> parsePlainXml(const ByteSource& source) {
+    Scanner scanner(source);
     TextArraysMaker lists;
     if (!takeProlog(scanner))
         return std::nullopt;
@@ -118,12 +151,15 @@ std::optional<TextArrays> parsePlainXml(std::string_view bytes) {
         scanner.skipSpace();
         if (!scanner.take("<key>"))
             break;
-        const auto key = scanner.takeText("</key>");
+        const auto taken = scanner.takeText("</key>");
+        if (!taken)
+            return std::nullopt;
+        const std::string key(*taken); // the window moves on
         scanner.skipSpace();
-        auto texts = key ? takeArray(scanner) : std::nullopt;
+        auto texts = takeArray(scanner);
         if (!texts)
             return std::nullopt;
-        lists.add(*key, std::move(*texts));
+        lists.add(key, std::move(*texts));
     }
     const bool closed = scanner.take("</dict>");
     scanner.skipSpace();

@@ -7,13 +7,19 @@
 
 #include "platform/plist/TextArrays.h"
 
+#include <functional>
 #include <unordered_map>
 #include <utility>
 
 namespace brindle::platform {
 
-/// Nothing when the bytes are anything but the plainest form; that says nothing about what they
-/// are.
+/// Copies the next bytes, at most `room`, and says how many; none at the end.
+using ByteSource = std::function<std::size_t(char* to, std::size_t room)>;
+
+/// Takes the bytes a piece at a time: fresh memory for the whole of a large file would cost more
+/// than reading it. Nothing when they are anything but the plainest form; that says nothing about
+/// what they are.
+std::optional<TextArrays> parsePlainXml(const ByteSource& source);
 std::optional<TextArrays> parsePlainXml(std::string_view bytes);
 
 /// Adds arrays to a list in which each key stands once.

@@ -189,7 +189,7 @@ Result readPropertyList(const std::string& path) {
     const auto failure = [&path](const std::string& why) {
         return tl::unexpected(path + ": " + why);
     };
-    const auto bytes = readWholeFile(path);
+    const auto bytes = readListFile(path);
     if (!bytes)
         return failure(bytes.error());
     auto list = parsePropertyList(*bytes);

@@ -4,6 +4,7 @@
 #include "platform/plist/LibraryNode.h"
 #include "platform/plist/PlainXml.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -57,6 +58,17 @@ std::optional<TextArrays> listsFromNode(plist_t root) {
     }
 }
 
+/// Nothing when the file cannot be read or is anything but plain.
+std::optional<TextArrays> plainXmlFile(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
+                                                               &std::fclose);
+    if (!file)
+        return std::nullopt;
+    auto lists = parsePlainXml(
+        [&file](char* to, std::size_t room) { return std::fread(to, 1, room, file.get()); });
+    return std::ferror(file.get()) ? std::nullopt : std::move(lists);
+}
+
 } // namespace
 
 tl::expected<std::optional<TextArrays>, std::string> parseTextArrays(std::string_view bytes) {
@@ -69,13 +81,15 @@ tl::expected<std::optional<TextArrays>, std::string> parseTextArrays(std::string
 }
 
 tl::expected<std::optional<TextArrays>, std::string> readTextArrays(const std::string& path) {
-    const auto bytes = readWholeFile(path);
+    if (auto lists = plainXmlFile(path))
+        return lists;
+    const auto bytes = readListFile(path);
     if (!bytes)
         return tl::unexpected(path + ": " + bytes.error());
-    auto lists = parseTextArrays(*bytes);
-    if (!lists)
-        return tl::unexpected(path + ": " + lists.error());
-    return lists;
+    const auto root = parseLibraryNode(*bytes);
+    if (!root)
+        return tl::unexpected(path + ": " + root.error());
+    return listsFromNode(root->get());
 }
 
 } // namespace brindle::platform

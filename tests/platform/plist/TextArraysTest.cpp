@@ -4,8 +4,12 @@
 #include "platform/plist/PlainXml.h"
 #include "platform/plist/PropertyList.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -135,6 +139,43 @@ TEST(TextArrays, DamagedDocumentsGiveTheGeneralReadersAnswer) {
         }
         ASSERT_EQ(parseTextArrays(document), byGeneralReader(document)) << document;
     }
+}
+
+TEST(TextArrays, FilesLongerThanAnyBufferKeepEveryTextAndKey) {
+    PropertyList list;
+    TextArrays expected;
+    std::mt19937 random(11);
+    for (int key = 0; key < 300; ++key) {
+        PropertyList::Array array;
+        TextArray texts;
+        for (unsigned i = random() % 400; i > 0; --i) {
+            const std::string text(random() % 24, static_cast<char>('a' + random() % 26));
+            array.push_back(PropertyList(text));
+            texts.push_back(text);
+        }
+        const std::string name = "key" + std::to_string(key);
+        list.set(name, std::move(array));
+        expected.push_back({name, std::move(texts)});
+    }
+    const std::string xml = propertyListXml(list);
+    ASSERT_GT(xml.size(), 1'000'000u);
+    EXPECT_TRUE(parsePlainXml(xml) == std::optional(expected));
+
+    char path[] = "/tmp/brindle-texts-XXXXXX";
+    close(mkstemp(path));
+    // A text longer than any that is taken in one piece, and space that is longer still.
+    const std::string longText(50'000, 'x');
+    const std::string space(600'000, ' ');
+    for (const std::string& more :
+         {std::string(), space + "<array><string>" + longText + "</string></array>"}) {
+        std::string document = xml;
+        if (!more.empty())
+            document.insert(document.find("</dict>"), "<key>more</key>" + more);
+        std::ofstream(path) << document;
+        EXPECT_EQ(readTextArrays(path), byGeneralReader(document));
+        EXPECT_EQ(parseTextArrays(document), byGeneralReader(document));
+    }
+    std::remove(path);
 }
 
 TEST(TextArrays, BinaryFormIsRead) {

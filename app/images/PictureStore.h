@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // Draws the pictures that rows and windows hold as handles: named ones from the application's SVG
-// resources, coloured to suit a light or dark palette, and ones that come as pixels. Drawing happens
-// on a worker, at the pixel ratio asked for; until a picture is there its place stays empty. Owned by
-// the composition root, used on the main thread.
+// resources, coloured to suit a light or dark palette, and ones that come as pixels. Drawing
+// happens on a worker, at the pixel ratio asked for; until a picture is there its place stays
+// empty. Owned by the composition root, used on the main thread.
 //
-//     const QImage image = store.image(log.usericon(), QSize(16, 16), devicePixelRatio(), palette());
+//     const QImage image = store.image(log.usericon(), QSize(16, 16), devicePixelRatio(),
+//     palette());
 #pragma once
 
 #include "core/log/records/Picture.h"
@@ -30,13 +31,14 @@ class PictureStore final : public QObject {
                  std::shared_ptr<platform::DispatchQueue> main, QObject* parent = nullptr);
     ~PictureStore() override;
 
-    /// The picture, as large as fits `points` at `pixelRatio`, its proportions kept. A null image while it is
-    /// being drawn (`drawn` is emitted once it is there), and for the empty picture or a name without
-    /// a resource.
+    /// The picture, as large as fits `points` at `pixelRatio`, its proportions kept. A null image
+    /// while it is being drawn (`drawn` is emitted once it is there), and for the empty picture or
+    /// a name without a resource.
     QImage image(const Picture& picture, QSize points, qreal pixelRatio, const QPalette& palette);
 
     /// The same at once, on the calling thread: for the few pictures that a window opens with.
-    QImage imageNow(const Picture& picture, QSize points, qreal pixelRatio, const QPalette& palette);
+    QImage imageNow(const Picture& picture, QSize points, qreal pixelRatio,
+                    const QPalette& palette);
 
     /// A picture of that name is among the resources.
     static bool contains(const QString& name);
@@ -74,7 +76,8 @@ class PictureStore final : public QObject {
     bool announced_ = false;
 };
 
-/// Draws one picture as large as fits `pixels`; any thread. `ink` takes the place of "currentColor" in named pictures.
+/// Draws one picture as large as fits `pixels`; any thread. `ink` takes the place of "currentColor"
+/// in named pictures.
 QImage drawPicture(const Picture& picture, QSize pixels, QRgb ink);
 
 } // namespace brindle

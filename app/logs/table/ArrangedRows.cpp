@@ -17,14 +17,6 @@ std::size_t placesOf(const LogRows& rows) {
     return static_cast<std::size_t>(rows.endPlace() - rows.beginPlace());
 }
 
-/// Position by LogRows::order of the slot; kNowhere for rows that are not among `slots`.
-std::vector<std::uint32_t> positionsByOrder(std::span<const RowSlot> slots, const LogRows& rows) {
-    std::vector<std::uint32_t> positions(placesOf(rows), kNowhere);
-    for (std::size_t i = 0; i < slots.size(); ++i)
-        positions[rows.order(slots[i])] = static_cast<std::uint32_t>(i);
-    return positions;
-}
-
 /// The runs of numbers below `size` that `chosen` holds for.
 template <typename Chosen>
 std::vector<ArrangedRows::Removal> runsBelow(std::size_t size, Chosen chosen) {
@@ -67,8 +59,8 @@ void ArrangedRows::remove(std::size_t position, std::size_t count) {
 void ArrangedRows::clear() {
     if (observer_)
         observer_->aboutToBeCleared();
-    slots_.clear();
-    slots_.shrink_to_fit();
+    slots_ = Slots();
+    positions_ = {};
     if (observer_)
         observer_->cleared();
 }
@@ -138,20 +130,21 @@ void ArrangedRows::install(Slots next, const LogRows& rows) {
         return;
     }
 
-    const std::vector<std::uint32_t> wantedAt = positionsByOrder(wanted, rows);
-    const std::vector<std::uint32_t> shownAt =
-        positionsByOrder(std::span<const RowSlot>(slots_).subspan(front, oldCount), rows);
-    const auto goes = [&](std::size_t i) {
-        return wantedAt[rows.order(slots_[front + i])] == kNowhere;
-    };
-    const auto comes = [&](std::size_t i) { return shownAt[rows.order(wanted[i])] == kNowhere; };
+    // A fresh megabyte costs more than writing it: one table of positions is kept and used again.
+    notePositions(wanted, rows);
+    std::vector<bool> isShown(placesOf(rows));
+    for (std::size_t i = 0; i < oldCount; ++i)
+        isShown[rows.order(slots_[front + i])] = true;
+    const auto wantedAt = [&](std::size_t i) { return positions_[rows.order(slots_[front + i])]; };
+    const auto goes = [&](std::size_t i) { return wantedAt(i) == kNowhere; };
+    const auto comes = [&](std::size_t i) { return !isShown[rows.order(wanted[i])]; };
     const std::vector<Removal> going = runsBelow(oldCount, goes);
     const std::vector<Removal> coming = runsBelow(newCount, comes);
 
     bool ordered = true; ///< rows that stay stand in the wanted order
     std::uint32_t last = 0;
     for (std::size_t i = 0; i < oldCount && ordered; ++i) {
-        const std::uint32_t at = wantedAt[rows.order(slots_[front + i])];
+        const std::uint32_t at = wantedAt(i);
         if (at == kNowhere)
             continue;
         ordered = last <= at;
@@ -197,15 +190,21 @@ void ArrangedRows::install(Slots next, const LogRows& rows) {
         reorder(std::move(next), rows);
 }
 
+void ArrangedRows::notePositions(std::span<const RowSlot> slots, const LogRows& rows) {
+    positions_.assign(placesOf(rows), kNowhere);
+    for (std::size_t i = 0; i < slots.size(); ++i)
+        positions_[rows.order(slots[i])] = static_cast<std::uint32_t>(i);
+}
+
 void ArrangedRows::reorder(Slots next, const LogRows& rows) {
     if (!observer_) {
         slots_ = std::move(next);
         return;
     }
-    const std::vector<std::uint32_t> nextAt = positionsByOrder(next, rows);
+    notePositions(next, rows);
     std::vector<std::uint32_t> newPositions(slots_.size());
     for (std::size_t i = 0; i < slots_.size(); ++i)
-        newPositions[i] = nextAt[rows.order(slots_[i])];
+        newPositions[i] = positions_[rows.order(slots_[i])];
     observer_->rowsAboutToBeRearranged();
     slots_ = std::move(next);
     observer_->rowsRearranged(newPositions);

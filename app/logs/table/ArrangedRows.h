@@ -69,12 +69,17 @@ class ArrangedRows {
     /// that go stand together, remove them, insert the new ones together, reorder.
     void install(Slots next, const LogRows& rows);
 
-    std::size_t memoryBytes() const { return slots_.capacity() * sizeof(RowSlot); }
+    std::size_t memoryBytes() const {
+        return (slots_.capacity() + positions_.capacity()) * sizeof(RowSlot);
+    }
 
   private:
     void reorder(Slots next, const LogRows& rows);
+    void notePositions(std::span<const RowSlot> shown, const LogRows& rows);
 
     Slots slots_;
+    /// Scratch: positions by LogRows::order, of whichever slots were noted last.
+    std::vector<std::uint32_t> positions_;
     ArrangementObserver* observer_ = nullptr;
 };
 

@@ -11,6 +11,33 @@
 
 namespace brindle::platform {
 
+namespace {
+
+/// Far deeper than any real list, and far from where the library, which frees a tree by recursion,
+/// would run out of stack.
+constexpr int kMaxDepth = 4096;
+
+/// Whether arrays and dictionaries stand within each other deeper than that in an XML text.
+bool isTooDeep(std::string_view xml) {
+    int depth = 0;
+    for (std::size_t tag; (tag = xml.find('<')) != xml.npos;) {
+        xml.remove_prefix(tag + 1);
+        const bool closes = xml.starts_with('/');
+        const std::string_view name = xml.substr(closes ? 1 : 0, 5);
+        if (!name.starts_with("dict") && name != "array")
+            continue;
+        if (closes)
+            --depth;
+        else if (const auto end = xml.find('>'); end == 0 || end == xml.npos || xml[end - 1] != '/')
+            ++depth;
+        if (depth > kMaxDepth)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 tl::expected<LibraryNode, std::string> parseLibraryNode(std::string_view bytes) {
     if (bytes.size() > std::numeric_limits<std::uint32_t>::max())
         return tl::unexpected(std::string("property list is larger than 4 GiB"));
@@ -20,6 +47,8 @@ tl::expected<LibraryNode, std::string> parseLibraryNode(std::string_view bytes) 
     plist_t root = nullptr;
     if (bytes.starts_with("bplist0"))
         plist_from_bin(bytes.data(), length, &root);
+    else if (isTooDeep(bytes))
+        return tl::unexpected(std::string("property list is nested too deeply"));
     else
         plist_from_xml(bytes.data(), length, &root);
     if (!root)

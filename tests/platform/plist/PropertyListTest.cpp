@@ -51,17 +51,20 @@ TEST(PropertyList, BinaryFormIsRead) {
 }
 
 TEST(PropertyList, DamagedBytesAreAnErrorNotAnEmptyOrPartialList) {
-    std::string deep = "<plist>";
-    for (int i = 0; i < 2000; ++i)
-        deep += "<array>";
-    for (int i = 0; i < 2000; ++i)
-        deep += "</array>";
+    const auto nested = [](int depth) {
+        std::string list = "<plist>";
+        for (int i = 0; i < depth; ++i)
+            list += "<array>";
+        for (int i = 0; i < depth; ++i)
+            list += "</array>";
+        return list + "</plist>";
+    };
     for (const std::string& bytes :
          {std::string(), std::string("no list"), std::string("<plist></plist>"),
           std::string("<plist><dict><key>a</key><string>b</string>"),
           std::string("<plist><array><string>b</string></plist>"),
           std::string("<plist><array><unheard/></array></plist>"), std::string("bplist00"),
-          "bplist00" + std::string(60, 'a'), deep + "</plist>"}) {
+          "bplist00" + std::string(60, 'a'), nested(2000), nested(1'000'000)}) {
         const auto read = parsePropertyList(bytes);
         ASSERT_FALSE(read) << bytes;
         EXPECT_THAT(read.error(), Not(HasSubstr("\n")));

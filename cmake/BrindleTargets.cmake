@@ -52,6 +52,14 @@ function(brindle_test name)
     if(NOT arg_NOMAIN)
         target_link_libraries(${name} PRIVATE GTest::gtest_main)
     endif()
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                         PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 120)
+    set(properties LABELS "${arg_LABELS}" TIMEOUT 120)
+    if(arg_LABELS STREQUAL "window")
+        # They share one display, its focus and its keyboard.
+        list(APPEND properties RESOURCE_LOCK display)
+    endif()
+    if(BRINDLE_SANITIZE MATCHES "thread")
+        list(APPEND properties ENVIRONMENT
+             TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
 endfunction()

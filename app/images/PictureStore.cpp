@@ -79,8 +79,7 @@ QImage drawPicture(const Picture& picture, QSize pixels, QRgb ink) {
 
 PictureStore::PictureStore(std::shared_ptr<platform::DispatchQueue> worker,
                            std::shared_ptr<platform::DispatchQueue> main, QObject* parent)
-    : QObject(parent), worker_(std::move(worker)), main_(std::move(main)) {
-}
+    : QObject(parent), worker_(std::move(worker)), main_(std::move(main)) {}
 
 PictureStore::~PictureStore() = default;
 

@@ -63,7 +63,9 @@ VDXLogsViewController::VDXLogsViewController(AppContext& context, QWidget* paren
     connect(table_, &LogsTable::painted, this, [this] {
         if (paintPending_) {
             paintPending_ = false;
-            traceInstant(context_.trace, "first rows painted");
+            if (context_.trace != nullptr) {
+                context_.trace->firstRowsPainted();
+            }
         }
     });
 }

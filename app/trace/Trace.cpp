@@ -56,10 +56,16 @@ void Trace::complete(std::string_view name, Clock::time_point begin, Clock::time
     write(name, 'X', begin, duration_cast<microseconds>(end - begin).count());
 }
 
+void Trace::firstRowsPainted() {
+    instant("first rows painted");
+    const std::lock_guard lock(mutex_);
+    painted_ = true;
+}
+
 void Trace::mainThreadHeld(std::string_view what, Clock::time_point begin, Clock::time_point end) {
     {
         const std::lock_guard lock(mutex_);
-        if (end - begin > longestEnd_ - longestBegin_) {
+        if (painted_ && end - begin > longestEnd_ - longestBegin_) {
             longestBegin_ = begin;
             longestEnd_ = end;
             longestWhat_ = what;

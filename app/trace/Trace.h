@@ -29,9 +29,11 @@ class Trace {
     Trace& operator=(const Trace&) = delete;
 
     void instant(std::string_view name);
+    /// Start-up is over: from here on the main thread must answer.
+    void firstRowsPainted();
     void complete(std::string_view name, Clock::time_point begin, Clock::time_point end);
-    /// The main thread did not return to its event loop between the two; the longest such time is
-    /// written when the trace ends.
+    /// The main thread did not return to its event loop between the two; the longest such time
+    /// since the first rows were painted is written when the trace ends.
     void mainThreadHeld(std::string_view what, Clock::time_point begin, Clock::time_point end);
 
   private:
@@ -42,6 +44,7 @@ class Trace {
     std::FILE* const file_;
     const Clock::time_point start_;
     std::mutex mutex_;
+    bool painted_ = false;                            ///< guarded by mutex_
     bool first_ = true;                               ///< guarded by mutex_
     Clock::time_point longestBegin_{}, longestEnd_{}; ///< guarded by mutex_
     std::string longestWhat_;                         ///< guarded by mutex_

@@ -3,11 +3,17 @@
 
 #include "app/logs/table/LogColumn.h"
 #include "app/logs/table/LogsArrayController.h"
+#include "core/log/records/PacketRecord.h"
 
 #include <algorithm>
 
 namespace brindle {
 namespace {
+
+const std::string& noUidText() {
+    static const std::string text = std::to_string(kNoUid);
+    return text;
+}
 
 LogColumn columnAt(int section) {
     return static_cast<LogColumn>(section);
@@ -63,8 +69,14 @@ QVariant LogsTableModel::data(const QModelIndex& index, int role) const {
     switch (role) {
     case Qt::DisplayRole:
         // The picture says it.
-        return column == LogColumn::actionDirection ? QVariant()
-                                                    : QVariant(toQString(columnText(log, column)));
+        if (column == LogColumn::actionDirection)
+            return {};
+        // Most rows have no user: a column full of the number that says so hides those that have.
+        if (column == LogColumn::user && log.text(LogField::uid) == noUidText())
+            return log.text(LogField::username).empty()
+                       ? QVariant(QStringLiteral("–"))
+                       : QVariant(toQString(columnText(log, column)));
+        return toQString(columnText(log, column));
     case Qt::AccessibleTextRole:
         return toQString(columnText(log, column));
     case Qt::DecorationRole: {

@@ -15,8 +15,14 @@ class VDXLogTest : public testing::Test {
         setenv("TZ", "UTC", 1);
         tzset();
         tables.portNames = PortNames({{"443", "https"}, {"22", "ssh"}});
-        tables.systemUserList = {{1000, "anna", Picture::named("anna.png")},
-                                 {1000, "second", Picture::named("second.png")}};
+        const auto user = [](const char* name, const char* picture) {
+            VDXSystemUser made;
+            made.posixID = 1000;
+            made.posixName = name;
+            made.smallRoundImage = Picture::named(picture);
+            return made;
+        };
+        tables.systemUserList = {user("anna", "anna.png"), user("second", "second.png")};
     }
 
     static RecordDictionary record() {

@@ -149,7 +149,7 @@ TEST_F(LogsTableModelTest, CellsSayWhatTheyShowAndWhatStandsBehindIt) {
         {0, LogColumn::date, "2023/11/14 18:43:20", "2023/11/14 18:43:20",
          "2023/11/14 18:43:20.250000"},
         {0, LogColumn::user, "anna", "anna", "User id 1000"},
-        {1, LogColumn::user, "4294967295", "4294967295", "No user is known for this packet"},
+        {1, LogColumn::user, "–", "4294967295", "No user is known for this packet"},
         {0, LogColumn::source, "192.0.2.1", "192.0.2.1", ""},
         {0, LogColumn::destination, "müller.example", "müller.example", "198.51.100.7"},
         {0, LogColumn::destinationPort, "443 https", "443 https", "Port 443: https"},

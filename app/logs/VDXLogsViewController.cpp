@@ -27,6 +27,8 @@ constexpr std::int64_t kFirstRows = 5;
 constexpr double kSevenDays = 604800;
 /// Live rows reach the table this often.
 constexpr int kLiveIntervalMs = 33;
+/// Rows whose resolution is started in one turn of the event loop.
+constexpr std::size_t kResolvedAtOnce = 100;
 
 std::string epochOrNone(const std::optional<double>& epoch) {
     return epoch ? epochText(*epoch) : "none";
@@ -250,18 +252,37 @@ void VDXLogsViewController::doubleClickTableView() {
     if (context_.names.resolver == nullptr) {
         return;
     }
+    auto rows = std::make_shared<std::vector<LogId>>();
     for (const std::uint32_t row : selectedRows()) {
-        const LogId id = controller_.idAt(row);
-        VDXLog* log = controller_.find(id);
+        rows->push_back(controller_.idAt(row));
+    }
+    resolveRows(std::move(rows), 0, Clock::now());
+}
+
+void VDXLogsViewController::resolveRows(std::shared_ptr<const std::vector<LogId>> rows,
+                                        std::size_t first, Clock::time_point clicked) {
+    // The first rows at once, the rest in the turns that follow; all deadlines run from the click.
+    const std::size_t end = std::min(rows->size(), first + kResolvedAtOnce);
+    const std::chrono::duration<double> passed = Clock::now() - clicked;
+    const double seconds = kNameDeadlineSeconds - passed.count();
+    for (std::size_t i = first; i < end; ++i) {
+        VDXLog* log = controller_.find((*rows)[i]);
         if (log == nullptr || log->hasBeenReversed()) {
             continue;
         }
-        context_.queues.reverse->sync([this, id, log] {
-            log->reverse(context_.names, kNameDeadlineSeconds, [self = QPointer(this), id] {
+        context_.queues.reverse->sync([this, id = (*rows)[i], log, seconds] {
+            log->reverse(context_.names, seconds, [self = QPointer(this), id] {
                 if (self) {
                     self->controller_.rowChanged(id);
                 }
             });
+        });
+    }
+    if (end < rows->size()) {
+        context_.queues.main->async([self = QPointer(this), rows, end, clicked] {
+            if (self) {
+                self->resolveRows(rows, end, clicked);
+            }
         });
     }
 }

@@ -20,6 +20,7 @@
 #include <QVariant>
 #include <QWidget>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -97,6 +98,9 @@ class VDXLogsViewController final : public QWidget, public LogsView {
     void applyFilter();
     void suspendFilter();
     void flushLive();
+    using Clock = std::chrono::steady_clock;
+    void resolveRows(std::shared_ptr<const std::vector<LogId>> rows, std::size_t first,
+                     Clock::time_point clicked);
     std::vector<std::uint32_t> selectedRows() const;
     void copyAddresses(AddressSide side);
     void blackList(AddressSide side);

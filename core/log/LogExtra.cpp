@@ -12,6 +12,14 @@ constexpr std::array<LogField, 3> kDisplayed{LogField::addresssrcip, LogField::a
 
 } // namespace
 
+LogExtra::~LogExtra() {
+    if (!running_)
+        return;
+    for (const Resolution& resolution : running_->fields)
+        for (const auto& [ip, query] : resolution.queries)
+            query->stop(userCancelledError(), HostNameQuery::Notify::no);
+}
+
 void LogExtra::reverse(const std::string& srcip, const std::string& dstip,
                        const NameServices& services, double seconds,
                        std::function<void()> changed) {

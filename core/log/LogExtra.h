@@ -32,6 +32,12 @@ inline constexpr double kNameDeadlineSeconds = 10.0;
 
 class LogExtra final : public HostNameQueryDelegate, public std::enable_shared_from_this<LogExtra> {
   public:
+    LogExtra() = default;
+    /// Nobody wants the names of a row that has gone: its look-ups stop.
+    ~LogExtra() override;
+    LogExtra(const LogExtra&) = delete;
+    LogExtra& operator=(const LogExtra&) = delete;
+
     std::unordered_map<LogField, std::string> texts;
     bool hasBeenReversed = false;
 

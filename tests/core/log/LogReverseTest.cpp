@@ -183,6 +183,7 @@ TEST_F(LogReverseTest, RecordThatWentAwayIsNotCalledBack) {
         VDXLog log = row();
         reverse(log);
     }
+    EXPECT_EQ(resolver.running, 0) << "look-ups that nobody wants go on";
     resolver.answer("192.0.2.7", {"first.example"});
     timers.advance(20);
     EXPECT_EQ(changes, 0);

@@ -2,6 +2,7 @@
 #include "core/log/VDXLog.h"
 
 #include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 
 #include <array>
 #include <limits>
@@ -17,7 +18,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(LogField::count)
 /// A number that is written in its text exactly as we would write it; nothing for any other text.
 template <typename Number>
 std::optional<Number> canonicalNumber(std::string_view text) {
-    const std::optional<std::int64_t> value = integerFromText(text);
+    const std::optional<std::int64_t> value = decimalInteger(text);
     if (!value || *value < 0 || *value > std::numeric_limits<Number>::max() ||
         std::to_string(*value) != text)
         return std::nullopt;
@@ -72,7 +73,7 @@ std::optional<VDXLog> VDXLog::fromDictionary(const RecordDictionary& record, Log
     row.proto = builder.intern(text(RecordKey::proto));
     builder.add(row);
 
-    const std::optional<std::int64_t> anyUid = integerFromText(text(RecordKey::uid));
+    const std::optional<std::int64_t> anyUid = decimalInteger(text(RecordKey::uid));
     VDXLog log(builder.finish(), 0, tables, anyUid ? tables.userForUid(*anyUid) : tables.noUser());
     // Whatever the fixed-size row cannot hold as it was written stays with the record itself.
     if (!uid)

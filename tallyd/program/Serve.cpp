@@ -96,8 +96,8 @@ int serve(const ServeOptions& options) {
     liveServer = server.get();
 
     std::vector<std::unique_ptr<Source>> sources;
-    for (const std::string& specification : options.sources) {
-        auto source = makeSource(specification);
+    for (const std::string& configured : options.sources) {
+        auto source = makeSource(configured);
         if (!source)
             return fail(source.error());
         sources.push_back(std::move(*source));

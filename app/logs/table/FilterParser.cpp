@@ -2,7 +2,7 @@
 #include "app/logs/table/FilterExpression.h"
 #include "app/logs/table/FilterTerm.h"
 #include "app/logs/table/FoldCase.h"
-#include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 
 #include <algorithm>
 #include <array>
@@ -82,7 +82,7 @@ Mistake readAddress(FilterTerm& term, std::string_view value) {
     std::int64_t prefix = width;
     if (slash != value.npos) {
         const std::string_view prefixText = value.substr(slash + 1);
-        const auto number = allDigits(prefixText) ? integerFromText(prefixText) : std::nullopt;
+        const auto number = allDigits(prefixText) ? decimalInteger(prefixText) : std::nullopt;
         if (!number || *number > width)
             return fmt::format("“{}”: the prefix length of an {} block is 0 to {}", value,
                                v4 ? "IPv4" : "IPv6", width);
@@ -108,8 +108,8 @@ Mistake readNumbers(FilterTerm& term, std::string_view value, std::int64_t large
     const std::string_view lastText = hyphen == value.npos ? firstText : value.substr(hyphen + 1);
     if (!allDigits(firstText) || !allDigits(lastText))
         return fmt::format("“{}”: a range is written as 1000-2000", value);
-    const auto first = integerFromText(firstText);
-    const auto last = integerFromText(lastText);
+    const auto first = decimalInteger(firstText);
+    const auto last = decimalInteger(lastText);
     if (!first || !last || *first > largest || *last > largest)
         return fmt::format("“{}”: a {} is a number from 0 to {}", value, what, largest);
     if (*first > *last)
@@ -142,7 +142,7 @@ Mistake readValue(FilterTerm& term, std::string_view value) {
     case FilterField::uid: {
         // Some systems write the ids of "nobody" as negative numbers.
         if (value.starts_with('-') && allDigits(value.substr(1)))
-            if (const auto number = integerFromText(value)) {
+            if (const auto number = decimalInteger(value)) {
                 term.numbers = FilterTerm::Numbers{*number, *number};
                 return std::nullopt;
             }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/logs/table/FilterTerm.h"
 
-#include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@ bool isDigit(char c) {
 }
 
 bool contains(const std::optional<FilterTerm::Numbers>& numbers, std::string_view text) {
-    const std::optional<std::int64_t> number = integerFromText(text);
+    const std::optional<std::int64_t> number = decimalInteger(text);
     return number && numbers->contains(*number);
 }
 

@@ -2,7 +2,7 @@
 #include "app/logs/table/SortOrder.h"
 
 #include "app/logs/table/FoldCase.h"
-#include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 #include "core/net/IpAddress.h"
 #include "core/net/IpRange.h"
 #include "core/net/NumericTextOrder.h"
@@ -53,7 +53,7 @@ SortKey sortKeyOfAddress(std::string_view text) {
 }
 
 SortKey sortKeyOfPort(std::string_view text) {
-    const auto number = integerFromText(text);
+    const auto number = decimalInteger(text);
     return number && *number >= 0 ? sortKeyOfNumber(static_cast<std::uint64_t>(*number))
                                   : sortKeyOfText(text);
 }

@@ -47,18 +47,6 @@ std::optional<double> epochFromText(std::string_view text) {
     return value;
 }
 
-std::optional<std::int64_t> integerFromText(std::string_view text) {
-    std::int64_t value = 0;
-    const char* begin = text.data();
-    const char* end = begin + text.size();
-    if (text.size() > 1 && *begin == '+' && begin[1] != '-')
-        ++begin;
-    const auto [stop, error] = std::from_chars(begin, end, value);
-    if (error != std::errc() || stop != end)
-        return std::nullopt;
-    return value;
-}
-
 std::int64_t microsFromEpoch(double epoch) {
     const double micros = epoch * 1e6;
     if (std::isnan(micros))

@@ -21,9 +21,6 @@ std::string epochText(double epoch);
 /// A decimal floating-point number that fills the whole text; nothing otherwise.
 std::optional<double> epochFromText(std::string_view text);
 
-/// An optional sign and digits that fill the whole text, within 64 bits; nothing otherwise.
-std::optional<std::int64_t> integerFromText(std::string_view text);
-
 /// Seconds to microseconds since 1970, rounded to the nearest and held within what 64 bits carry;
 /// not-a-number counts as 0.
 std::int64_t microsFromEpoch(double epoch);

@@ -2,7 +2,7 @@
 #include "app/logs/table/LogsArrayController.h"
 
 #include "app/logs/table/FoldCase.h"
-#include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 #include "core/net/IpAddress.h"
 #include "core/net/NumericTextOrder.h"
 #include "tests/app/logs/table/ArrangementMirror.h"
@@ -48,8 +48,8 @@ std::weak_ordering compareCells(const VDXLog& a, const VDXLog& b, LogColumn colu
         return compareTexts(a.text(field), b.text(field));
     }
     case SortKind::port: {
-        const auto left = integerFromText(a.text(field)).value_or(-1);
-        const auto right = integerFromText(b.text(field)).value_or(-1);
+        const auto left = decimalInteger(a.text(field)).value_or(-1);
+        const auto right = decimalInteger(b.text(field)).value_or(-1);
         if (left >= 0 && right >= 0)
             return left <=> right;
         if (left >= 0 || right >= 0)

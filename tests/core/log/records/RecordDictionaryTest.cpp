@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/log/records/RecordDictionary.h"
 #include "core/log/records/RecordText.h"
+#include "core/net/DecimalText.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -119,12 +120,12 @@ TEST_F(RecordDictionaryTest, EpochTextsReadBackToTheSameNumber) {
 }
 
 TEST_F(RecordDictionaryTest, IntegersTakeASignAndDigitsOnly) {
-    EXPECT_EQ(integerFromText("-2"), -2);
-    EXPECT_EQ(integerFromText("+80"), 80);
-    EXPECT_EQ(integerFromText("0080"), 80);
-    EXPECT_EQ(integerFromText("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(decimalInteger("-2"), -2);
+    EXPECT_EQ(decimalInteger("+80"), 80);
+    EXPECT_EQ(decimalInteger("0080"), 80);
+    EXPECT_EQ(decimalInteger("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
     for (const char* text : {"", "+", "-", "+-1", "1.0", " 1", "1 ", "9223372036854775808", "1e3"})
-        EXPECT_FALSE(integerFromText(text)) << text;
+        EXPECT_FALSE(decimalInteger(text)) << text;
 }
 
 TEST_F(RecordDictionaryTest, MicrosecondsSurviveTheWayThroughADouble) {

@@ -11,6 +11,9 @@
 #include "core/log/VDXLog.h"
 #include "core/log/Views.h"
 #include "core/log/records/ExclusionTest.h"
+#include "core/stats/Breakdown.h"
+#include "core/stats/Periods.h"
+#include "core/stats/TallyServices.h"
 #include "platform/queue/DispatchQueue.h"
 #include "platform/timer/Timer.h"
 
@@ -58,6 +61,13 @@ struct ListOpening {
     std::string name;      ///< registry key: "passin", "blockin", "passout" or "blockout"
 };
 
+/// What a statistics window opens with.
+struct StatisticsOpening {
+    StatisticsInformation information;
+    std::string name;    ///< registry key: "logs_" and a random number
+    std::string caption; ///< "IP 203.0.113.7" or "Port 443"
+};
+
 /// Hands addresses to the firewall application.
 class FirewallLink {
   public:
@@ -78,14 +88,15 @@ struct AppContext {
     Trace* trace = nullptr;        ///< null when nothing is traced
     std::string picturesDirectory; ///< each window saves a picture of itself there; empty: none
 
-    double bootEpoch = 0;       ///< seconds since 1970, whole; 0 when unknown
-    double listsStartEpoch = 0; ///< shared by the list windows
+    PeriodState periods;   ///< shared by the list windows
+    TallyServices tallies; ///< what their rows are counted and annotated with
 
     // Null or empty while the part that serves them is not there: the actions then change nothing.
     ExclusionCommands* exclusions = nullptr;
     FirewallLink* link = nullptr;
     NameServices names; ///< the resolver is null where name look-ups could not be set up
     std::function<std::shared_ptr<WindowController>(const ListOpening&)> makeListWindow;
+    std::function<std::shared_ptr<WindowController>(StatisticsOpening)> makeStatisticsWindow;
     std::function<std::shared_ptr<WindowController>()> makeExclusionsWindow;
 };
 

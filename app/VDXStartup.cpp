@@ -22,8 +22,8 @@ VDXStartup::Request VDXStartup::startUp(VersionOutcome outcome) {
     run(context_.trace, "import nations", steps_.importNationsDB);
     run(context_.trace, "build local users", steps_.buildLocalUsers);
 
-    context_.bootEpoch = bootTime();
-    context_.listsStartEpoch = context_.bootEpoch;
+    context_.periods.bootEpoch = bootTime();
+    context_.periods.listsStartEpoch = context_.periods.bootEpoch;
 
     if (steps_.makeLogsWindow) {
         const TraceSpan span(context_.trace, "open the logs window");

@@ -43,6 +43,17 @@ bool ExclusionList::isExcluded(std::string_view srcip, std::string_view srcport,
     });
 }
 
+bool ExclusionList::isPortExcluded(std::string_view port) const {
+    return matcher_.read(
+        [&](const ExclusionMatcher& matcher) { return matcher.isPortExcluded(port); });
+}
+
+bool ExclusionList::isAddressExcluded(std::string_view address, int family) const {
+    return matcher_.read([&](const ExclusionMatcher& matcher) {
+        return matcher.isAddressExcluded(address, family);
+    });
+}
+
 void ExclusionList::commitExclusions(ExclusionChange change) {
     ++commits_;
     storage_.store(std::move(change), exclusionList_,

@@ -43,6 +43,8 @@ class ExclusionList final : public ExclusionCommands, public ExclusionTest {
 
     bool isExcluded(std::string_view srcip, std::string_view srcport, std::string_view dstip,
                     std::string_view dstport, int family) const override;
+    bool isPortExcluded(std::string_view port) const override;
+    bool isAddressExcluded(std::string_view address, int family) const override;
 
   private:
     /// Stores the list, rebuilds the derived lists, refreshes the views.

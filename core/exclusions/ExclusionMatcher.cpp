@@ -40,4 +40,8 @@ bool ExclusionMatcher::isExcluded(std::string_view srcip, std::string_view srcpo
     return false;
 }
 
+bool ExclusionMatcher::isAddressExcluded(std::string_view address, int family) const {
+    return addresses_.contains(address) || (family == 4 ? rangesV4_ : rangesV6_).covers(address);
+}
+
 } // namespace brindle

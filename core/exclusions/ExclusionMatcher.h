@@ -43,6 +43,9 @@ class ExclusionMatcher {
     /// families 4 and 6, without their bounds.
     bool isExcluded(std::string_view srcip, std::string_view srcport, std::string_view dstip,
                     std::string_view dstport, int family) const;
+    bool isPortExcluded(std::string_view port) const { return ports_.contains(port); }
+    /// Ranges of every family but 4 are those of 6.
+    bool isAddressExcluded(std::string_view address, int family) const;
 
   private:
     ExclusionLists lists_;

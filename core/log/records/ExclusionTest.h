@@ -15,6 +15,10 @@ class ExclusionTest {
     /// the record must be hidden.
     virtual bool isExcluded(std::string_view srcip, std::string_view srcport,
                             std::string_view dstip, std::string_view dstport, int family) const = 0;
+    /// One counted port, in decimal.
+    virtual bool isPortExcluded(std::string_view port) const = 0;
+    /// One counted address. `family`: 4 or 6.
+    virtual bool isAddressExcluded(std::string_view address, int family) const = 0;
 };
 
 } // namespace brindle

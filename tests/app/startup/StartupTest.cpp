@@ -89,8 +89,8 @@ TEST_F(StartupTest, SequenceKeepsItsOrderAndDoesNotWaitForTheVersion) {
     const int status = run({"brindle", "vardex"}, [this] {
         EXPECT_EQ(order, (Texts{"ports", "nations", "users", "logs", "exclusions"}));
         EXPECT_EQ(daemon.messages, (Texts{"getVersionWithReply:", "startSendingLog"}));
-        EXPECT_GT(context.bootEpoch, 0);
-        EXPECT_EQ(context.listsStartEpoch, context.bootEpoch);
+        EXPECT_GT(context.periods.bootEpoch, 0);
+        EXPECT_EQ(context.periods.listsStartEpoch, context.periods.bootEpoch);
         EXPECT_EQ(windowControllers.find("logs"), controller);
         daemon.answerVersion("7.1");
         controller->window()->close();

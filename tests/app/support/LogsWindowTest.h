@@ -31,6 +31,10 @@ struct FakeExclusions final : ExclusionTest, ExclusionCommands {
                     int) const override {
         return sources.contains(srcip);
     }
+    bool isPortExcluded(std::string_view) const override { return false; }
+    bool isAddressExcluded(std::string_view address, int) const override {
+        return sources.contains(address);
+    }
     void addExclusion(VDXExclusion exclusion) override { added.push_back(std::move(exclusion)); }
 };
 

@@ -131,6 +131,8 @@ struct HideAddress : ExclusionTest {
         lastFamily = family;
         return srcip == "203.0.113.66";
     }
+    bool isPortExcluded(std::string_view) const override { return false; }
+    bool isAddressExcluded(std::string_view, int) const override { return false; }
     mutable std::string lastPorts;
     mutable int lastFamily = -1;
 };

@@ -15,9 +15,11 @@
 #include "protocol/TallydHelperProtocol.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace brindle {
 
@@ -47,8 +49,9 @@ class TallySet {
         TallyRows& rows;
         VisualizerObj::Kind kind;
         std::uint64_t countedThrough = 0; ///< sequence number of the last record in the reply
-        /// Rows of live records that the main queue has not added yet, by what they count.
-        std::map<std::string, std::shared_ptr<VisualizerObj>, std::less<>> pending;
+        /// Rows of live records that the main queue has not added yet, in the order they came.
+        std::vector<TallyRows::Row> pending{};
+        std::unordered_map<std::string_view, VisualizerObj*> pendingByLabel{};
         bool addingQueued = false;
     };
 

@@ -7,6 +7,7 @@
 #include "core/log/BrindleHelper.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,12 +34,26 @@ struct FakeQuery final : RunningQuery {
     }
 };
 
+/// One of the three count requests.
+struct CountRequest {
+    double epoch = 0;
+    std::string subject; ///< "SRCIP", "DSTIP" or "DSTPORT"; of a breakdown the address or port
+    std::string action;
+    std::string direction;
+
+    friend bool operator==(const CountRequest&, const CountRequest&) = default;
+};
+
 /// What was asked, over all connections.
 struct FakeDaemon {
     bool reachable = true;
     DaemonStatus status;
     std::vector<std::string> messages; ///< names of the messages without queries and status
     std::vector<std::shared_ptr<FakeQuery>> queries;
+    std::vector<CountRequest> countRequests;
+    /// Answers the count requests; nothing is a failed request. Without them replies are empty.
+    std::function<std::optional<CountReply>(const CountRequest&)> counts;
+    std::function<std::optional<BreakdownReply>(const CountRequest&)> breakdown;
     std::function<void(std::string)>
         answerVersion; ///< of the version request, for the test to call
     ErrorHandler failVersion;
@@ -66,14 +81,22 @@ class FakeProxy final : public TallydHelperProtocol {
         daemon_.queries.push_back(query);
         return query;
     }
-    void getOBJcontWithEpoch(double, std::string, std::string, std::string,
-                             std::function<void(CountReply)>) override {}
+    void getOBJcontWithEpoch(double epoch, std::string action, std::string direction,
+                             std::string obj, std::function<void(CountReply)> reply) override {
+        answer(daemon_.counts, {epoch, obj, action, direction}, reply);
+    }
     void startSendingLog() override { daemon_.messages.push_back("startSendingLog"); }
     void stopSendingLog() override { daemon_.messages.push_back("stopSendingLog"); }
-    void getPORTfromIPcontWithEpoch(double, std::string, std::string, std::string,
-                                    std::function<void(BreakdownReply)>) override {}
-    void getIPfromPORTcontWithEpoch(double, std::int64_t, std::string, std::string,
-                                    std::function<void(BreakdownReply)>) override {}
+    void getPORTfromIPcontWithEpoch(double epoch, std::string ip, std::string action,
+                                    std::string direction,
+                                    std::function<void(BreakdownReply)> reply) override {
+        answer(daemon_.breakdown, {epoch, ip, action, direction}, reply);
+    }
+    void getIPfromPORTcontWithEpoch(double epoch, std::int64_t port, std::string action,
+                                    std::string direction,
+                                    std::function<void(BreakdownReply)> reply) override {
+        answer(daemon_.breakdown, {epoch, std::to_string(port), action, direction}, reply);
+    }
     void sendPortsArraysWithPassin(std::vector<std::string>, std::vector<std::string>,
                                    std::vector<std::string>, std::vector<std::string>) override {}
     void getOldestRecordDateWithReply(std::function<void(std::string)>) override {}
@@ -85,6 +108,18 @@ class FakeProxy final : public TallydHelperProtocol {
     }
 
   private:
+    template <typename Reply>
+    void answer(const std::function<std::optional<Reply>(const CountRequest&)>& answerer,
+                CountRequest request, const std::function<void(Reply)>& reply) {
+        daemon_.countRequests.push_back(request);
+        std::optional<Reply> found = answerer ? answerer(request) : Reply{};
+        if (found) {
+            reply(std::move(*found));
+        } else {
+            failed_("the request failed");
+        }
+    }
+
     FakeDaemon& daemon_;
     const ErrorHandler failed_;
 };

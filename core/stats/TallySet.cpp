@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/stats/TallySet.h"
+
+#include <array>
+#include <utility>
+
+#include <arpa/inet.h>
+
+namespace brindle {
+namespace {
+
+/// Rows of a statistics window from this place on are not told apart by colour.
+constexpr std::size_t kColouredRows = 9;
+
+bool isKnownPair(const std::string& action, const std::string& direction) {
+    return (action == "pass" || action == "block") && (direction == "in" || direction == "out");
+}
+
+bool isIpv6Text(const std::string& text) {
+    std::array<unsigned char, 16> bytes{};
+    return ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
+}
+
+} // namespace
+
+const char* addressField(const std::string& direction) {
+    return direction == "out" ? "DSTIP" : "SRCIP";
+}
+
+bool isCountExcluded(const CountEntry& count, const ExclusionTest& exclusions) {
+    if (count.isIP)
+        return exclusions.isAddressExcluded(count.label, isIpv6Text(count.label) ? 6 : 4);
+    return count.isPort && exclusions.isPortExcluded(count.label);
+}
+
+std::shared_ptr<VisualizerObj> rowFromCount(const CountEntry& count, std::size_t index, Bare bare,
+                                            const TallyServices& services) {
+    auto row = VisualizerObj::create({.isIP = count.isIP, .isPort = count.isPort}, count.label,
+                                     count.value, services.portNames);
+    if (bare == Bare::yes)
+        return row;
+    if (index >= kColouredRows) {
+        row->setColor(tallyColours().at(0));
+        return row;
+    }
+    if (row->isIP())
+        row->setNationInfo(services);
+    row->setNationisset();
+    row->setColor(tallyColours().at(static_cast<int>(index) + 1));
+    return row;
+}
+
+TallySet::TallySet(TallyServices services, std::string action, std::string direction)
+    : services_(std::move(services)), action_(std::move(action)), direction_(std::move(direction)),
+      addresses_{.rows = arrayip, .kind = {.isIP = true}}, ports_{.rows = arrayport,
+                                                                  .kind = {.isPort = true}},
+      self_(std::make_shared<TallySet*>(this)) {}
+
+TallySet::~TallySet() = default;
+
+void TallySet::reloadTallies() {
+    reload(addresses_, isKnownPair(action_, direction_) ? addressField(direction_) : "SRCIP");
+    reload(ports_, "DSTPORT");
+}
+
+void TallySet::reload(Tally& tally, const char* obj) {
+    std::vector<TallyRows::Row> rows;
+    // What is on its way to the list is in the reply: it was streamed before the daemon answered.
+    tally.pendingByLabel.clear();
+    tally.pending.clear();
+    tally.countedThrough = 0;
+    if (const auto daemon = services_.helper->synchronousProxy()) {
+        const bool known = isKnownPair(action_, direction_);
+        daemon->getOBJcontWithEpoch(selectedEpoch, known ? action_ : "block",
+                                    known ? direction_ : "in", obj, [&](CountReply reply) {
+                                        tally.countedThrough = reply.sequence;
+                                        rows.reserve(reply.entries.size());
+                                        for (const CountEntry& count : reply.entries)
+                                            if (!isCountExcluded(count, *services_.exclusions))
+                                                rows.push_back(
+                                                    rowFromCount(count, 0, Bare::yes, services_));
+                                    });
+    }
+    tally.rows.replace(std::move(rows));
+}
+
+void TallySet::countLiveRecord(const LiveRecordDictionary& record) {
+    const std::string* direction = record.text(LiveKey::DIRECTION);
+    const std::string* action = record.text(LiveKey::ACTION);
+    const std::string* srcip = record.text(LiveKey::SRCIP);
+    const std::string* dstip = record.text(LiveKey::DSTIP);
+    const std::int64_t* dstport = record.integer(LiveKey::DSTPORT);
+    if (!direction || !action || !srcip || !dstip || !dstport)
+        return;
+    if (*direction != direction_ || *action != action_)
+        return;
+    const std::int64_t* sequence = record.integer(LiveKey::SEQ);
+    const auto number = sequence ? static_cast<std::uint64_t>(*sequence) : 0;
+    count(ports_, std::to_string(*dstport), number);
+    count(addresses_, direction_ == "in" ? *srcip : *dstip, number);
+}
+
+void TallySet::count(Tally& tally, const std::string& label, std::uint64_t sequence) {
+    // A record without a number, from a daemon that gives none, always counts.
+    if (sequence != 0 && sequence <= tally.countedThrough)
+        return;
+    if (const TallyRows::Row* row = tally.rows.find(label)) {
+        (*row)->setValue((*row)->value() + 1);
+        return;
+    }
+    if (const auto waiting = tally.pendingByLabel.find(label);
+        waiting != tally.pendingByLabel.end()) {
+        waiting->second->setValue(waiting->second->value() + 1);
+        return;
+    }
+    auto row = VisualizerObj::create(tally.kind, label, 1, services_.portNames);
+    if (row->isIP())
+        row->setNationInfo(services_);
+    tally.pendingByLabel.emplace(row->originallabel(), row.get());
+    tally.pending.push_back(std::move(row));
+    if (std::exchange(tally.addingQueued, true))
+        return;
+    services_.queues.main->async([weak = std::weak_ptr(self_), &tally] {
+        if (const auto self = weak.lock())
+            (*self)->addPending(tally);
+    });
+}
+
+void TallySet::addPending(Tally& tally) {
+    tally.addingQueued = false;
+    tally.pendingByLabel.clear();
+    for (TallyRows::Row& row : std::exchange(tally.pending, {}))
+        tally.rows.add(std::move(row));
+}
+
+} // namespace brindle

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/log/BrindleHelper.h"
 
+#include "tests/core/support/ManualQueue.h"
+
 #include <functional>
 #include <vector>
 
@@ -8,26 +10,6 @@
 
 namespace brindle {
 namespace {
-
-/// Runs what was submitted when the test says so.
-class ManualQueue : public platform::DispatchQueue {
-  public:
-    void async(platform::Task task) override { tasks_.push_back(std::move(task)); }
-    void sync(platform::Task task) override { task(); }
-    const std::string& label() const override { return label_; }
-    void run() {
-        while (!tasks_.empty()) {
-            auto tasks = std::exchange(tasks_, {});
-            for (auto& task : tasks)
-                task();
-        }
-    }
-    bool idle() const { return tasks_.empty(); }
-
-  private:
-    std::vector<platform::Task> tasks_;
-    std::string label_ = "manual";
-};
 
 /// Keeps requests until the test answers them, and writes down what was sent.
 class FakeConnection : public TallydConnection,

@@ -9,9 +9,20 @@
 
 namespace brindle::tallyd {
 
+namespace {
+
+SourcePositions readPositions(StoreWriter& writer) {
+    auto positions = writer.positions();
+    if (!positions)
+        spdlog::error("store: {}; sources begin anew", positions.error());
+    return std::move(positions).value_or(SourcePositions());
+}
+
+} // namespace
+
 Intake::Intake(std::unique_ptr<StoreWriter> writer, IntakeLimits limits, CommitListener listener)
     : writer_(std::move(writer)), limits_(limits), listener_(std::move(listener)),
-      thread_([this] { run(); }) {}
+      positions_(readPositions(*writer_)), thread_([this] { run(); }) {}
 
 Intake::~Intake() {
     if (const auto drained = drain(); !drained)
@@ -22,6 +33,12 @@ SourceId Intake::addSource(const std::string& name) {
     const std::lock_guard lock(mutex_);
     sources_.emplace_back().status.name = name;
     return static_cast<SourceId>(sources_.size() - 1);
+}
+
+std::string Intake::storedPosition(SourceId source) {
+    const std::lock_guard lock(mutex_);
+    const auto found = positions_.find(sources_.at(source).status.name);
+    return found == positions_.end() ? std::string() : found->second;
 }
 
 void Intake::setState(SourceId source, const std::string& state) {
@@ -38,8 +55,9 @@ void Intake::countLost(SourceId source, std::string_view reason, std::uint64_t c
     status.lost[std::string(reason)] += count;
 }
 
-void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull) {
-    if (records.empty())
+void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull,
+                 std::string position) {
+    if (records.empty() && position.empty())
         return;
     Lock lock(mutex_);
     Account& account = sources_.at(source);
@@ -61,14 +79,14 @@ void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull wh
     }
     if (stopping_)
         return lose("stopped", records.size());
-    if (records.empty())
+    if (records.empty() && position.empty())
         return;
-    const bool wasEmpty = queued_ == 0;
+    const bool wasEmpty = queue_.empty();
     const bool wasFull = queued_ >= fullBatch();
     queued_ += records.size();
     account.status.received += records.size();
     account.underWay += records.size();
-    queue_.push_back({source, Clock::now(), std::move(records)});
+    queue_.push_back({source, Clock::now(), std::move(records), std::move(position)});
     if (wasEmpty || (!wasFull && queued_ >= fullBatch()))
         work_.notify_one();
 }
@@ -115,9 +133,12 @@ bool Intake::batchDue() const {
 void Intake::storeBatch(Lock& lock) {
     std::vector<std::vector<PacketRecord>> chunks;
     std::vector<std::pair<SourceId, std::size_t>> counts;
+    SourcePositions positions;
     std::size_t records = 0;
     while (!queue_.empty() && records < limits_.batchRecords) {
         Chunk& chunk = queue_.front();
+        if (!chunk.position.empty())
+            positions[sources_.at(chunk.source).status.name] = std::move(chunk.position);
         records += chunk.records.size();
         counts.emplace_back(chunk.source, chunk.records.size());
         chunks.push_back(std::move(chunk.records));
@@ -127,7 +148,7 @@ void Intake::storeBatch(Lock& lock) {
     room_.notify_all();
     lock.unlock();
 
-    const auto first = writer_->append(chunks);
+    const auto first = writer_->append(chunks, positions);
     reportStore(first ? std::string() : first.error(), records);
 
     // The account comes before the listener: who sees a live record finds it in the figures.
@@ -142,7 +163,7 @@ void Intake::storeBatch(Lock& lock) {
     }
     lock.unlock();
 
-    if (first && listener_) {
+    if (first && records > 0 && listener_) {
         auto stored = std::make_shared<std::vector<StoredRecord>>();
         stored->reserve(records);
         std::uint64_t sequence = *first;

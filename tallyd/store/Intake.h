@@ -57,7 +57,9 @@ class Intake final : public RecordSink {
 
     SourceId addSource(const std::string& name) override;
     void setState(SourceId source, const std::string& state) override;
-    void add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull) override;
+    std::string storedPosition(SourceId source) override;
+    void add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull,
+             std::string position = {}) override;
     void countLost(SourceId source, std::string_view reason, std::uint64_t count) override;
 
     /// Deletes the records before a time (microseconds) and returns when they are gone: how many.
@@ -80,6 +82,7 @@ class Intake final : public RecordSink {
         SourceId source = 0;
         Clock::time_point arrived;
         std::vector<PacketRecord> records;
+        std::string position; ///< empty: unchanged
     };
     struct Account {
         SourceStatus status;
@@ -104,6 +107,7 @@ class Intake final : public RecordSink {
     const std::unique_ptr<StoreWriter> writer_; ///< the writer thread's, and drain's after it
     const IntakeLimits limits_;
     const CommitListener listener_;
+    const SourcePositions positions_; ///< as they were when the intake began
 
     mutable std::mutex mutex_;
     std::condition_variable work_; ///< the writer thread waits here

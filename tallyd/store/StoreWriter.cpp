@@ -29,7 +29,7 @@ StoreWriter::StoreWriter(const std::string& path, StoreUse use)
       readMeta_(connection_, "SELECT last_sequence, row_count FROM meta"),
       writeMeta_(connection_, "UPDATE meta SET last_sequence = ?, row_count = ?"),
       writePosition_(connection_, "INSERT OR REPLACE INTO positions VALUES (?, ?)"),
-      readPosition_(connection_, "SELECT position FROM positions WHERE source = ?"),
+      readPositions_(connection_, "SELECT source, position FROM positions"),
       purgeBorder_(connection_, "SELECT time, seq FROM records WHERE time < ? "
                                 "ORDER BY time, seq LIMIT 1 OFFSET ?"),
       purge_(connection_, "DELETE FROM records WHERE (time, seq) <= (?, ?)") {
@@ -138,14 +138,13 @@ StoreWriter::append(std::span<const std::vector<PacketRecord>> chunks,
     });
 }
 
-tl::expected<std::optional<std::string>, std::string>
-StoreWriter::position(const std::string& source) {
-    return attempt([&]() -> std::optional<std::string> {
-        sqlite::StatementReset reset(readPosition_);
-        readPosition_.bindText(1, source);
-        if (!readPosition_.step())
-            return std::nullopt;
-        return std::string(readPosition_.text(0));
+tl::expected<SourcePositions, std::string> StoreWriter::positions() {
+    return attempt([&] {
+        SourcePositions positions;
+        sqlite::StatementReset reset(readPositions_);
+        while (readPositions_.step())
+            positions.emplace(readPositions_.text(0), readPositions_.text(1));
+        return positions;
     });
 }
 

@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -45,8 +44,8 @@ class StoreWriter {
     append(std::span<const std::vector<PacketRecord>> chunks,
            const SourcePositions& positions = {});
 
-    /// Nothing for a source that never stored one.
-    tl::expected<std::optional<std::string>, std::string> position(const std::string& source);
+    /// Of every source that ever stored one.
+    tl::expected<SourcePositions, std::string> positions();
 
     /// Deletes up to `limit` of the oldest records with time < beforeMicros. How many: fewer than
     /// `limit` when none is left. Their sequence numbers are not used again.
@@ -83,7 +82,7 @@ class StoreWriter {
     sqlite::Statement readMeta_;
     sqlite::Statement writeMeta_;
     sqlite::Statement writePosition_;
-    sqlite::Statement readPosition_;
+    sqlite::Statement readPositions_;
     sqlite::Statement purgeBorder_;
     sqlite::Statement purge_;
     std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> textIds_;

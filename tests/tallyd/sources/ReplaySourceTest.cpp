@@ -27,10 +27,12 @@ class RecordingSink final : public RecordSink {
         seen_.name = name;
         return 5;
     }
+    std::string storedPosition(SourceId) override { return {}; }
     void setState(SourceId source, const std::string& state) override {
         change(source, [&](Seen& seen) { seen.states.push_back(state); });
     }
-    void add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull) override {
+    void add(SourceId source, std::vector<PacketRecord> records, WhenFull whenFull,
+             std::string) override {
         EXPECT_EQ(whenFull, WhenFull::wait);
         EXPECT_FALSE(records.empty());
         change(source, [&](Seen& seen) {

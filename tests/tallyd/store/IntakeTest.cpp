@@ -167,6 +167,24 @@ TEST_F(IntakeTest, ADiskThatRefusesIsCountedAndIntakeGoesOn) {
     EXPECT_THAT(numbers(0, kEver), ElementsAre(14, 13, 12, 11, 10));
 }
 
+TEST_F(IntakeTest, ASourceGoesOnWhereItsStoredRecordsEnd) {
+    {
+        Intake intake(writer(), {.batchAge = kNever});
+        const SourceId file = intake.addSource("filterlog:/log");
+        const SourceId other = intake.addSource("replay:/x");
+        EXPECT_EQ(intake.storedPosition(file), "");
+        intake.add(file, some(0, 3), WhenFull::wait, "30");
+        intake.add(other, some(5, 3), WhenFull::wait);
+        intake.add(file, {}, WhenFull::wait, "45"); // lines that are no records
+        ASSERT_TRUE(intake.drain());
+        EXPECT_EQ(intake.status().received, 6u);
+    }
+    Intake intake(writer(), {.batchAge = kNever});
+    const SourceId other = intake.addSource("replay:/x");
+    EXPECT_EQ(intake.storedPosition(other), "");
+    EXPECT_EQ(intake.storedPosition(intake.addSource("filterlog:/log")), "45");
+}
+
 TEST_F(IntakeTest, PurgingRunsInStepsBesideIntake) {
     Intake intake(writer(), {.batchRecords = 100, .batchAge = kNever, .purgeRecords = 7});
     const SourceId source = intake.addSource("a");

@@ -103,8 +103,8 @@ TEST_F(StoreTest, APositionIsKeptWithItsRecordsOrNotAtAll) {
     const auto store = writer();
     const std::vector<std::vector<PacketRecord>> chunks{{numbered(1, 1)}};
     ASSERT_TRUE(store->append(chunks, {{"pflog:/log", "10"}}));
-    EXPECT_EQ(writer()->position("pflog:/log"), "10");
-    EXPECT_EQ(writer()->position("other"), std::nullopt);
+    EXPECT_EQ(writer()->positions()->at("pflog:/log"), "10");
+    EXPECT_EQ(writer()->positions()->size(), 1u);
 
     sqlite::Connection(path, sqlite::Access::readWrite)
         .execute("CREATE TRIGGER refuse BEFORE UPDATE ON meta "
@@ -113,7 +113,7 @@ TEST_F(StoreTest, APositionIsKeptWithItsRecordsOrNotAtAll) {
     record.rule = "a text the failed batch brought";
     const std::vector<std::vector<PacketRecord>> refused{{record}};
     EXPECT_EQ(store->append(refused, {{"pflog:/log", "20"}}).error(), "refused");
-    EXPECT_EQ(writer()->position("pflog:/log"), "10");
+    EXPECT_EQ(writer()->positions()->at("pflog:/log"), "10");
     EXPECT_THAT(numbers(0, kEver), ElementsAre(1));
 
     // The text's id went with the batch: the next one may not use it.

@@ -18,6 +18,8 @@
 #include "core/annotate/SystemUsers.h"
 #include "core/exclusions/ExclusionList.h"
 #include "core/exclusions/StoredExclusions.h"
+#include "core/geo/NationsDatabase.h"
+#include "core/geo/VDXNationInfo.h"
 #include "platform/connection/UnixSocket.h"
 #include "platform/defaults/DefaultsFile.h"
 #include "platform/identity/Accounts.h"
@@ -54,6 +56,23 @@ void writeConsoleLine(const std::string& line) {
 std::string resourceBytes(const char* name) {
     QFile file(QString::fromLatin1(name));
     return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+}
+
+/// The nation database and who answers from it, in one piece: look-ups on other threads hold it
+/// until they are through.
+struct Nations {
+    Nations(double pixelRatio, std::string path, std::shared_ptr<platform::DispatchQueue> queue)
+        : effects(pixelRatio), database(writeConsoleLine, effects, std::move(path)),
+          info(database, effects, std::move(queue)) {}
+
+    const KVImageFX effects;
+    NationsDatabase database;
+    VDXNationInfo info;
+};
+
+std::string nationsPath() {
+    const std::string path = environment("BRINDLE_NATIONS_DB");
+    return path.empty() ? kNationsDatabasePath : path;
 }
 
 /// Shows the open views what a changed exclusion list lets through.
@@ -112,6 +131,9 @@ int main(int argc, char** argv) {
     ExclusionList exclusions(storedExclusions,
                              [&viewControllers] { refreshViews(viewControllers); });
 
+    const auto nations =
+        std::make_shared<Nations>(application.devicePixelRatio(), nationsPath(), queues.nationInfo);
+
     AppContext context;
     context.queues = queues;
     context.timers = timers.get();
@@ -129,6 +151,13 @@ int main(int argc, char** argv) {
         BrindleHelper::socketFactory(platform::daemonSocketPath()), queues.main, viewControllers,
         std::make_unique<LiveFeed>(queues, viewControllers, exclusions), writeConsoleLine);
 
+    context.tallies = {.queues = queues,
+                       .helper = context.helper,
+                       .exclusions = &exclusions,
+                       .portNames = &tables.portNames,
+                       .names = context.names,
+                       .nationInfo = std::shared_ptr<VDXNationInfo>(nations, &nations->info)};
+
     context.makeExclusionsWindow = [&context, &exclusions] {
         return makeExclusionsWindow(context, exclusions);
     };
@@ -139,9 +168,9 @@ int main(int argc, char** argv) {
             tables.portNames = PortNames(std::move(*names));
         }
     };
-    steps.buildLocalUsers = [&tables, &application] {
-        const KVImageFX effects(application.devicePixelRatio());
-        tables.systemUserList = VDXSystemUserDB(VDXSystemUsers(), effects).build();
+    steps.importNationsDB = [&nations] { nations->database.importNationsDB(); };
+    steps.buildLocalUsers = [&tables, &nations] {
+        tables.systemUserList = VDXSystemUserDB(VDXSystemUsers(), nations->effects).build();
     };
     steps.loadExclusions = [&exclusions] { exclusions.loadExclusions(); };
     steps.makeLogsWindow = [&context] {

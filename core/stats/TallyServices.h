@@ -21,8 +21,10 @@ struct TallyServices {
     std::shared_ptr<BrindleHelper> helper;
     const ExclusionTest* exclusions = nullptr;
     const PortNames* portNames = nullptr;
-    NameServices names;                  ///< the resolver is null where names are not looked up
-    VDXNationInfo* nationInfo = nullptr; ///< null: rows stay without a nation
+    NameServices names; ///< the resolver is null where names are not looked up
+    /// Shared with the look-ups that are still running when the windows have gone. Null: rows stay
+    /// without a nation.
+    std::shared_ptr<VDXNationInfo> nationInfo;
 };
 
 } // namespace brindle

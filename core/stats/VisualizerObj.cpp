@@ -68,7 +68,7 @@ void VisualizerObj::setNationInfo(const TallyServices& services) {
     if (nationisset_)
         return;
     nationisset_ = true;
-    if (services.nationInfo == nullptr)
+    if (!services.nationInfo)
         return;
     services.queues.global->async([weak = weak_from_this(), text = label(),
                                    nations = services.nationInfo, main = services.queues.main] {

@@ -46,7 +46,7 @@ class TallyTest : public testing::Test {
         services.exclusions = &exclusions;
         services.portNames = &portNames;
         services.names = {&resolver, &timers};
-        services.nationInfo = &nationInfo;
+        services.nationInfo = nationInfo;
     }
     void runQueues() {
         while (!main->idle() || !global->idle()) {
@@ -86,7 +86,8 @@ class TallyTest : public testing::Test {
     TellingPictures pictures;
     DatabaseFile file;
     NationsDatabase nations{[](const std::string&) {}, pictures, file.path()};
-    VDXNationInfo nationInfo{nations, pictures, platform::makeSerialQueue("nationinfoqueue")};
+    std::shared_ptr<VDXNationInfo> nationInfo = std::make_shared<VDXNationInfo>(
+        nations, pictures, platform::makeSerialQueue("nationinfoqueue"));
     TallyServices services;
 };
 

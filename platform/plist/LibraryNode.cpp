@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "platform/plist/LibraryNode.h"
 
+#include "platform/plist/BinaryCheck.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -8,6 +10,8 @@
 #include <limits>
 #include <system_error>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace brindle::platform {
 
@@ -45,9 +49,11 @@ tl::expected<LibraryNode, std::string> parseLibraryNode(std::string_view bytes) 
         bytes.remove_prefix(3);
     const auto length = static_cast<std::uint32_t>(bytes.size());
     plist_t root = nullptr;
-    if (bytes.starts_with("bplist0"))
+    if (bytes.starts_with("bplist0")) {
+        if (const auto fault = binaryListFault(bytes, kMaxDepth))
+            return tl::unexpected(fmt::format("property list: {}", *fault));
         plist_from_bin(bytes.data(), length, &root);
-    else if (isTooDeep(bytes))
+    } else if (isTooDeep(bytes))
         return tl::unexpected(std::string("property list is nested too deeply"));
     else
         plist_from_xml(bytes.data(), length, &root);

@@ -12,6 +12,22 @@
 
 namespace brindle::platform {
 
+PropertyList::PropertyList() = default;
+PropertyList::PropertyList(Dictionary value) : value_(std::move(value)) {}
+PropertyList::PropertyList(Array value) : value_(std::move(value)) {}
+PropertyList::PropertyList(std::string value) : value_(std::move(value)) {}
+PropertyList::PropertyList(const char* value) : value_(std::string(value)) {}
+PropertyList::PropertyList(std::int64_t value) : value_(value) {}
+PropertyList::PropertyList(double value) : value_(value) {}
+PropertyList::PropertyList(bool value) : value_(value) {}
+PropertyList::PropertyList(Date value) : value_(value) {}
+PropertyList::PropertyList(Data value) : value_(std::move(value)) {}
+PropertyList::PropertyList(const PropertyList& other) = default;
+PropertyList::PropertyList(PropertyList&& other) noexcept = default;
+PropertyList& PropertyList::operator=(const PropertyList& other) = default;
+PropertyList& PropertyList::operator=(PropertyList&& other) noexcept = default;
+PropertyList::~PropertyList() = default;
+
 const PropertyList* PropertyList::find(std::string_view key) const {
     if (const auto* dictionary = asDictionary())
         for (const Entry& entry : *dictionary)

@@ -30,16 +30,22 @@ class PropertyList {
     };
 
     /// An empty dictionary.
-    PropertyList() = default;
-    PropertyList(Dictionary value) : value_(std::move(value)) {}
-    PropertyList(Array value) : value_(std::move(value)) {}
-    PropertyList(std::string value) : value_(std::move(value)) {}
-    PropertyList(const char* value) : value_(std::string(value)) {}
-    PropertyList(std::int64_t value) : value_(value) {}
-    PropertyList(double value) : value_(value) {}
-    PropertyList(bool value) : value_(value) {}
-    PropertyList(Date value) : value_(value) {}
-    PropertyList(Data value) : value_(std::move(value)) {}
+    PropertyList();
+    PropertyList(Dictionary value);
+    PropertyList(Array value);
+    PropertyList(std::string value);
+    PropertyList(const char* value);
+    PropertyList(std::int64_t value);
+    PropertyList(double value);
+    PropertyList(bool value);
+    PropertyList(Date value);
+    PropertyList(Data value);
+    // Where an entry, which holds a list itself, is complete.
+    PropertyList(const PropertyList& other);
+    PropertyList(PropertyList&& other) noexcept;
+    PropertyList& operator=(const PropertyList& other);
+    PropertyList& operator=(PropertyList&& other) noexcept;
+    ~PropertyList();
 
     /// The value when it is of that type, else null.
     const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&value_); }

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/program/Options.h"
 
+#include <array>
+#include <cstdint>
+#include <fstream>
 #include <limits>
+#include <optional>
+#include <sstream>
 #include <string_view>
 #include <type_traits>
 
@@ -17,6 +22,36 @@ struct Mistake {
     std::size_t line = 0;
     std::string text;
 };
+
+/// The number of the first line with bytes that are no UTF-8.
+std::optional<std::size_t> firstLineNotUtf8(std::string_view text) {
+    std::size_t line = 1;
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const std::size_t length = lead < 0x80                   ? 1
+                                   : lead >= 0xC2 && lead < 0xE0 ? 2
+                                   : lead >= 0xE0 && lead < 0xF0 ? 3
+                                   : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                                 : 0;
+        if (length == 0 || length > text.size() - i)
+            return line;
+        std::uint32_t character = length == 1 ? lead : lead & (0xFF >> (length + 1));
+        for (std::size_t next = 1; next < length; ++next) {
+            const auto byte = static_cast<unsigned char>(text[i + next]);
+            if ((byte & 0xC0) != 0x80)
+                return line;
+            character = character << 6 | (byte & 0x3F);
+        }
+        // Forms that are longer than needed, halves of pairs, beyond the last character.
+        constexpr std::array<std::uint32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
+        if (character < kSmallest[length] || (character >= 0xD800 && character < 0xE000) ||
+            character > 0x10FFFF)
+            return line;
+        line += lead == '\n' ? 1 : 0;
+        i += length;
+    }
+    return std::nullopt;
+}
 
 template <typename Type>
 Type as(const toml::value& value, std::string_view key) {
@@ -73,7 +108,15 @@ Configuration fromTable(const toml::value& file) {
 
 tl::expected<Configuration, std::string> readConfiguration(const std::string& path) {
     try {
-        return fromTable(toml::parse(path));
+        std::ifstream file(path, std::ios::binary);
+        std::stringstream text;
+        text << file.rdbuf();
+        if (!file)
+            return tl::unexpected(fmt::format("{}: cannot be read", path));
+        // The parser tells where such a text is wrong from places outside of it.
+        if (const auto line = firstLineNotUtf8(text.view()))
+            throw Mistake{*line, "this is not UTF-8 text"};
+        return fromTable(toml::parse(text, path));
     } catch (const Mistake& mistake) {
         return tl::unexpected(fmt::format("{}:{}: {}", path, mistake.line, mistake.text));
     } catch (const toml::exception& error) {

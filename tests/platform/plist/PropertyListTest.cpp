@@ -71,6 +71,52 @@ TEST(PropertyList, DamagedBytesAreAnErrorNotAnEmptyOrPartialList) {
     }
 }
 
+std::string bigEndian(std::uint64_t value, int bytes) {
+    std::string text;
+    for (int shift = (bytes - 1) * 8; shift >= 0; shift -= 8)
+        text += static_cast<char>(value >> shift & 0xFF);
+    return text;
+}
+
+/// A binary list of these objects, the first one its root; references have four bytes.
+std::string binaryList(const std::vector<std::string>& objects) {
+    std::string list = "bplist00";
+    std::string offsets;
+    for (const std::string& object : objects) {
+        offsets += bigEndian(list.size(), 4);
+        list += object;
+    }
+    const std::size_t table = list.size();
+    return list + offsets + std::string(6, '\0') + "\x04\x04" + bigEndian(objects.size(), 8) +
+           bigEndian(0, 8) + bigEndian(table, 8);
+}
+
+TEST(PropertyList, BinaryListsThatWouldEndTheProcessAreErrors) {
+    const auto chain = [](std::uint64_t depth) {
+        std::vector<std::string> objects;
+        for (std::uint64_t i = 1; i < depth; ++i)
+            objects.push_back("\xA1" + bigEndian(i, 4));
+        objects.push_back("\xA0");
+        return binaryList(objects);
+    };
+    std::vector<std::string> doubling;
+    for (std::uint64_t i = 1; i < 40; ++i)
+        doubling.push_back("\xA2" + bigEndian(i, 4) + bigEndian(i, 4));
+    doubling.push_back("\xA0");
+    const std::string cycle = binaryList({"\xA1" + bigEndian(0, 4)});
+    const std::string dictionary = "\xD1" + bigEndian(1, 4) + bigEndian(2, 4);
+    const std::string value("\x53"
+                            "a\0b",
+                            4);
+    const std::string wide("\x62\0a\0\0", 5);
+    EXPECT_TRUE(parsePropertyList(chain(100)));
+    EXPECT_TRUE(parsePropertyList(binaryList({dictionary, "\x51k", value})));
+    for (const std::string& bytes :
+         {chain(300'000), binaryList(doubling), cycle, binaryList({dictionary, value, "\x51v"}),
+          binaryList({dictionary, wide, "\x51v"})})
+        EXPECT_FALSE(parsePropertyList(bytes)) << bytes.size();
+}
+
 TEST(PropertyList, SetReplacesAKeyAndLooksUpOnlyInDictionaries) {
     PropertyList list("text");
     EXPECT_EQ(list.find("text"), nullptr);

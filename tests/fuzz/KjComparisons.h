@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Comparisons that Cap'n Proto's headers leave to the compiler and clang 16 does not make. Included
+// in front of everything by the fuzz preset.
+#pragma once
+
+#include <kj/string.h>
+
+namespace kj {
+
+inline bool operator==(const char* a, const StringPtr& b) {
+    return StringPtr(a).operator==(b);
+}
+inline bool operator!=(const char* a, const StringPtr& b) {
+    return !StringPtr(a).operator==(b);
+}
+
+} // namespace kj

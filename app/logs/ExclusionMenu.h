@@ -4,10 +4,10 @@
 // each with the entry that would be added to the exclusion list. Pure; any thread.
 #pragma once
 
+#include "core/exclusions/BlockAround.h"
 #include "core/exclusions/VDXExclusion.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace brindle {
@@ -25,8 +25,5 @@ struct ExclusionSubject {
 /// Six choices: source address and subnet, destination address and subnet, destination port, source
 /// port. The family of both addresses is the destination's.
 std::vector<ExclusionChoice> exclusionChoices(const ExclusionSubject& subject);
-
-/// The text is an IPv6 address as inet_pton reads it.
-bool isIpv6Text(std::string_view text);
 
 } // namespace brindle

@@ -79,4 +79,3 @@ class TallyTableModel final : public QAbstractTableModel, private TallyArrangeme
 
 } // namespace brindle
 
-Q_DECLARE_METATYPE(brindle::Picture)

@@ -2,6 +2,7 @@
 #include "tallyd/program/Options.h"
 
 #include "platform/connection/UnixSocket.h"
+#include "tallyd/sources/SourceSpec.h"
 
 #include <sstream>
 
@@ -33,6 +34,9 @@ tl::expected<ServeOptions, std::string> serveOptions(const Configuration& given,
                                    : platform::daemonSocketPath();
     options.sources =
         (given.sources ? given.sources : file.sources).value_or(std::vector<std::string>());
+    for (const std::string& source : options.sources)
+        if (const auto plan = parseSourceSpec(source); !plan)
+            return tl::unexpected(plan.error());
     options.limits = file.limits;
     return options;
 }

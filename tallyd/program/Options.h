@@ -23,7 +23,7 @@ struct ImportOptions {
 struct ServeOptions {
     std::string store;
     std::string socket;
-    std::vector<std::string> sources; ///< "replay:FILE@10" …
+    std::vector<std::string> sources; ///< "nflog:5" …: texts that parseSourceSpec takes
     IntakeLimits limits;
 };
 

@@ -1,38 +1,55 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/sources/Source.h"
 
-#include "tallyd/sources/ReplaySource.h"
+#include "tallyd/sources/SourceSpec.h"
+#include "tallyd/sources/capture/CaptureDevices.h"
+#include "tallyd/sources/live/LiveSource.h"
 
-#include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
 namespace brindle::tallyd {
 
-tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec) {
-    const auto failure = [&spec](std::string_view reason) {
-        return tl::unexpected(fmt::format("source \"{}\": {}", spec, reason));
-    };
-    const std::size_t colon = spec.find(':');
-    const std::string_view kind = std::string_view(spec).substr(0, colon);
-    if (colon == spec.npos)
-        return failure("a kind and a colon are expected, as in replay:FILE");
+namespace {
 
-    if (kind == "replay") {
-        auto plan = ReplayPlan::parse(spec.substr(colon + 1));
-        if (!plan)
-            return failure(plan.error());
-        auto source = ReplaySource::open(spec, *plan);
+using Made = tl::expected<std::unique_ptr<Source>, std::string>;
+
+/// Makes the source of each kind of plan.
+class Maker {
+  public:
+    explicit Maker(const std::string& spec) : spec_(spec) {}
+
+    Made operator()(const ReplayPlan& plan) const {
+        auto source = ReplaySource::open(spec_, plan);
         if (!source)
-            return failure(source.error());
-        return std::unique_ptr<Source>(std::move(*source));
+            return tl::unexpected(fmt::format("source \"{}\": {}", spec_, source.error()));
+        return std::move(*source);
     }
-    for (const std::string_view planned : {"pflog", "nflog", "netfilter", "filterlog"})
-        if (kind == planned)
-            return failure(fmt::format("this build cannot follow a live {} source; \"replay:\" "
-                                       "plays a recording, and recordings can be imported",
-                                       kind));
-    return failure(fmt::format("there is no source of the kind \"{}\"", kind));
+    Made operator()(const NflogGroupPlan& plan) const {
+        return live(
+            std::make_unique<LiveCapture>([group = plan.group] { return openNflogGroup(group); }));
+    }
+    Made operator()(const PflogInterfacePlan& plan) const {
+        return live(std::make_unique<LiveCapture>(
+            [interface = plan.interface] { return openPflogInterface(interface); }));
+    }
+
+  private:
+    Made live(std::unique_ptr<SourceReader> reader) const {
+        return std::make_unique<LiveSource>(spec_, std::move(reader));
+    }
+
+    const std::string& spec_;
+};
+
+} // namespace
+
+tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec) {
+    const auto plan = parseSourceSpec(spec);
+    if (!plan)
+        return tl::unexpected(plan.error());
+    return std::visit(Maker(spec), *plan);
 }
 
 } // namespace brindle::tallyd

@@ -28,9 +28,9 @@ class Source {
     virtual void start(RecordSink& sink) = 0;
 };
 
-/// `spec`: "replay:FILE[@SPEED[,loop]]", see ReplaySource. The input is opened here, so that it may
-/// be one that the daemon cannot open any more once it has given up its rights. Error: one line
-/// that names the text and the reason.
+/// `spec`: see parseSourceSpec. What it reads is opened here, so that it may be something that the
+/// daemon cannot open any more once it has given up its rights. A live device or file that is not
+/// there is no error: its source waits for it. Error: one line that names the text and the reason.
 tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec);
 
 } // namespace brindle::tallyd

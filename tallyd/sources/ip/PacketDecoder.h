@@ -23,6 +23,10 @@ class PacketDecoder {
     /// a text that lives as long as the program and serves as a counter's name.
     virtual tl::expected<PacketRecord, std::string_view> decode(PacketBytes packet,
                                                                 std::int64_t timeMicros) = 0;
+
+    /// Packets that never got here, by the numbers in those that did, since the last call. 0 where
+    /// packets have none.
+    virtual std::uint64_t takeMissed() { return 0; }
 };
 
 } // namespace brindle::tallyd

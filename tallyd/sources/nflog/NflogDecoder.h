@@ -26,7 +26,7 @@ class NflogDecoder final : public PacketDecoder {
 
     /// Packets that the kernel dropped before they got here, by the gaps in the group's sequence
     /// numbers, since the last call. 0 while the group does not number its packets.
-    std::uint64_t takeMissed();
+    std::uint64_t takeMissed() override;
 
   private:
     void followSequence(std::uint32_t sequence);

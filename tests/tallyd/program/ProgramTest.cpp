@@ -107,7 +107,10 @@ TEST_F(ProgramTest, ExitStatusTellsWhatWentWrong) {
         {{"import", "--store", folder.file("foreign"), log}, 1, "foreign"},
         {{"serve", "--store", folder.file("foreign"), "--socket", socket}, 1, "foreign"},
         {{"serve", "--store", path, "--socket", folder.file("no/folder/s")}, 1, "no/folder/s"},
-        {{"serve", "--store", path, "--socket", socket, "--source", "odd:x"}, 1, "odd:x"},
+        {{"serve", "--store", path, "--socket", socket, "--source", "odd:x"}, 2, "odd:x"},
+        {{"serve", "--store", path, "--socket", socket, "--source", "replay:/no/such"},
+         1,
+         "/no/such: No such file"},
     };
     for (const auto& run : cases) {
         SCOPED_TRACE(testing::PrintToString(run.arguments));

@@ -7,6 +7,7 @@
 
 #include "core/log/records/RecordBatch.h"
 #include "protocol/TallydServer.h"
+#include "tallyd/records/TallyQuestion.h"
 
 #include <cstdint>
 #include <memory>
@@ -34,6 +35,10 @@ class RecordReader {
     /// storing. Pages by key in short read transactions.
     virtual tl::expected<std::unique_ptr<RecordCursor>, std::string>
     openCursor(std::int64_t fromMicros, std::int64_t toMicros) = 0;
+    /// How many records with time >= fromMicros there are, as `question` asks; with the sequence
+    /// number of the last record that could be counted.
+    virtual tl::expected<CountReply, std::string> count(std::int64_t fromMicros,
+                                                        const TallyQuestion& question) = 0;
     virtual tl::expected<StoreFigures, std::string> figures() = 0;
 };
 

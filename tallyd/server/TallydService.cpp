@@ -15,8 +15,6 @@ namespace {
 
 using Check = tl::expected<void, std::string>;
 
-constexpr const char* kNoCounts = "not yet: counts are not kept by this version";
-
 Check finiteTime(const char* name, double epoch) {
     if (std::isfinite(epoch))
         return {};
@@ -64,32 +62,57 @@ tl::expected<std::unique_ptr<RecordCursor>, std::string> TallydService::openQuer
     return reader_.openCursor(microsFromEpoch(from), microsFromEpoch(to));
 }
 
-tl::expected<CountReply, std::string> TallydService::countObjects(double epoch, Action, Direction,
+tl::expected<CountReply, std::string> TallydService::countObjects(double epoch, Action action,
+                                                                  Direction direction,
                                                                   const std::string& obj) {
     if (const auto time = finiteTime("the epoch", epoch); !time)
         return tl::unexpected(time.error());
-    if (obj != "SRCIP" && obj != "DSTIP" && obj != "DSTPORT")
+    TallyQuestion question{.action = action, .direction = direction};
+    if (obj == "SRCIP")
+        question.of = TallyQuestion::Of::sources;
+    else if (obj == "DSTIP")
+        question.of = TallyQuestion::Of::destinations;
+    else if (obj == "DSTPORT")
+        question.of = TallyQuestion::Of::ports;
+    else
         return tl::unexpected(
             fmt::format("cannot count {}: SRCIP, DSTIP and DSTPORT are counted", quoted(obj)));
-    return tl::unexpected(std::string(kNoCounts));
+    return reader_.count(microsFromEpoch(epoch), question);
 }
 
-tl::expected<BreakdownReply, std::string>
-TallydService::portsFromIp(double epoch, const std::string& ip, Action, Direction) {
+tl::expected<BreakdownReply, std::string> TallydService::portsFromIp(double epoch,
+                                                                     const std::string& ip,
+                                                                     Action action,
+                                                                     Direction direction) {
     if (const auto time = finiteTime("the epoch", epoch); !time)
         return tl::unexpected(time.error());
-    if (!IpAddress::parse(ip))
+    const auto address = IpAddress::parse(ip);
+    if (!address)
         return tl::unexpected(fmt::format("{} is no address", quoted(ip)));
-    return tl::unexpected(std::string(kNoCounts));
+    return breakdown(epoch, {.of = TallyQuestion::Of::portsOfAddress,
+                             .action = action,
+                             .direction = direction,
+                             .address = *address});
 }
 
 tl::expected<BreakdownReply, std::string>
-TallydService::ipsFromPort(double epoch, std::int64_t port, Action, Direction) {
+TallydService::ipsFromPort(double epoch, std::int64_t port, Action action, Direction direction) {
     if (const auto time = finiteTime("the epoch", epoch); !time)
         return tl::unexpected(time.error());
     if (port < 0 || port > 65535)
         return tl::unexpected(fmt::format("{} is no port: ports are 0 to 65535", port));
-    return tl::unexpected(std::string(kNoCounts));
+    return breakdown(epoch, {.of = TallyQuestion::Of::addressesOfPort,
+                             .action = action,
+                             .direction = direction,
+                             .port = static_cast<std::uint16_t>(port)});
+}
+
+tl::expected<BreakdownReply, std::string> TallydService::breakdown(double epoch,
+                                                                   const TallyQuestion& question) {
+    return reader_.count(microsFromEpoch(epoch), question).map([](CountReply reply) {
+        return BreakdownReply{
+            .entries = reply.entries, .pie = std::move(reply.entries), .sequence = reply.sequence};
+    });
 }
 
 tl::expected<std::optional<double>, std::string> TallydService::oldestRecord() {

@@ -51,6 +51,9 @@ class TallydService final : public DaemonService {
     tl::expected<DaemonStatus, std::string> status() override;
 
   private:
+    tl::expected<BreakdownReply, std::string> breakdown(double epoch,
+                                                        const TallyQuestion& question);
+
     RecordReader& reader_;
     ServiceHooks hooks_;
     std::string version_;

@@ -93,10 +93,10 @@ void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull wh
 
 void Intake::run() {
     Lock lock(mutex_);
-    bool afterBatch = false; // a purge gets on even when every moment a batch is due
+    bool afterBatch = false; // upkeep gets on even when every moment a batch is due
     for (;;) {
-        const bool purgeWaits = !stopping_ && (!purges_.empty() || shrinking_);
-        if (batchDue() && !(afterBatch && purgeWaits)) {
+        const bool upkeepWaits = !stopping_ && (!purges_.empty() || shrinking_ || rollUpDue());
+        if (batchDue() && !(afterBatch && upkeepWaits)) {
             storeBatch(lock);
             afterBatch = true;
             continue;
@@ -108,10 +108,10 @@ void Intake::run() {
             purgeStep(lock);
         else if (shrinking_)
             shrinkStep(lock);
-        else if (queue_.empty())
-            work_.wait(lock);
+        else if (rollUpDue())
+            rollUpStep(lock);
         else
-            work_.wait_until(lock, queue_.front().arrived + limits_.batchAge);
+            rest(lock);
     }
     for (const auto& purge : purges_) {
         purge->done = true;
@@ -119,6 +119,20 @@ void Intake::run() {
     }
     purges_.clear();
     purged_.notify_all();
+}
+
+bool Intake::rollUpDue() const {
+    return limits_.rollUpEvery.count() > 0 && Clock::now() >= nextRollUp_;
+}
+
+/// Until a batch is due, something else is to be done, or somebody has work.
+void Intake::rest(Lock& lock) {
+    if (!queue_.empty())
+        work_.wait_until(lock, queue_.front().arrived + limits_.batchAge);
+    else if (limits_.rollUpEvery.count() > 0)
+        work_.wait_until(lock, nextRollUp_);
+    else
+        work_.wait(lock);
 }
 
 std::size_t Intake::fullBatch() const {
@@ -225,6 +239,18 @@ void Intake::shrinkStep(Lock& lock) {
         spdlog::warn("store: cannot give space back: {}", more.error());
     lock.lock();
     shrinking_ = more.value_or(false);
+}
+
+void Intake::rollUpStep(Lock& lock) {
+    lock.unlock();
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto more =
+        writer_->rollUpDay(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+    if (!more)
+        spdlog::warn("store: cannot roll a day up: {}", more.error());
+    if (!more.value_or(false))
+        nextRollUp_ = Clock::now() + limits_.rollUpEvery;
+    lock.lock();
 }
 
 DaemonStatus Intake::status() const {

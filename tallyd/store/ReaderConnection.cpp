@@ -15,7 +15,7 @@ constexpr std::size_t kMaxCachedTexts = 65536;
 } // namespace
 
 ReaderConnection::ReaderConnection(const std::string& path)
-    : connection_(path, sqlite::Access::read),
+    : connection_(path, sqlite::Access::read), tallies_(connection_),
       page_(connection_, "SELECT time, seq, flags, uid, srcport, dstport, src, dst, rule, "
                          "interface, proto FROM records "
                          "WHERE (time, seq) < (?1, ?2) AND time >= ?3 "
@@ -49,6 +49,14 @@ StoreFigures ReaderConnection::figures() {
         figures.newest = readEnds_.integer(1);
     }
     return figures;
+}
+
+CountReply ReaderConnection::count(std::int64_t fromMicros, const TallyQuestion& question) {
+    sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::read);
+    CountReply reply;
+    reply.sequence = static_cast<std::uint64_t>(lastSequence());
+    reply.entries = tallies_.count(fromMicros, question);
+    return reply;
 }
 
 std::size_t ReaderConnection::readPage(RecordPosition& position, std::int64_t fromMicros,

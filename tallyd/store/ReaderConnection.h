@@ -8,6 +8,7 @@
 #include "core/net/IpAddress.h"
 #include "tallyd/records/RecordReader.h"
 #include "tallyd/store/Sqlite.h"
+#include "tallyd/store/TallyReader.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,6 +35,9 @@ class ReaderConnection {
     /// All but the size of the files.
     StoreFigures figures();
 
+    /// From the tallies, all in one read transaction.
+    CountReply count(std::int64_t fromMicros, const TallyQuestion& question);
+
     /// Up to `limit` records before `position` (which moves to the last of them) and not before
     /// `fromMicros`, newest first, leaving out those stored after `lastSequence`. How many records
     /// were passed; fewer than `limit` at the end.
@@ -55,6 +59,7 @@ class ReaderConnection {
     const std::string& text(std::int64_t id);
 
     sqlite::Connection connection_;
+    TallyReader tallies_;
     sqlite::Statement page_;
     sqlite::Statement findText_;
     sqlite::Statement readMeta_;

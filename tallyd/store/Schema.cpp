@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/store/Schema.h"
 
+#include "tallyd/store/TallySchema.h"
+#include "tallyd/store/TallyWriter.h"
+
 #include <array>
 
 #include <fmt/format.h>
@@ -43,7 +46,16 @@ CREATE TABLE positions (
 ) WITHOUT ROWID;
 )sql";
 
-constexpr std::array kMigrations{kVersion1};
+// Version 2 counts the records as they come; those of before are counted once.
+void toVersion2(sqlite::Connection& connection) {
+    connection.execute(kTallyTables);
+    TallyWriter(connection).countAll();
+}
+
+constexpr std::array<void (*)(sqlite::Connection&), 2> kMigrations{
+    [](sqlite::Connection& connection) { connection.execute(kVersion1); },
+    toVersion2,
+};
 
 } // namespace
 
@@ -58,7 +70,7 @@ void migrate(sqlite::Connection& connection) {
     if (version == newestSchemaVersion())
         return;
     for (auto step = static_cast<std::size_t>(version); step < kMigrations.size(); ++step)
-        connection.execute(kMigrations[step]);
+        kMigrations[step](connection);
     connection.execute(fmt::format("PRAGMA application_id = {}", kStoreApplicationId));
     connection.execute(fmt::format("PRAGMA user_version = {}", newestSchemaVersion()));
     transaction.commit();

@@ -82,6 +82,12 @@ StoreReader::openCursor(std::int64_t fromMicros, std::int64_t toMicros) {
     return std::make_unique<PagingCursor>(pool_, fromMicros, toMicros, *sequence);
 }
 
+tl::expected<CountReply, std::string> StoreReader::count(std::int64_t fromMicros,
+                                                         const TallyQuestion& question) {
+    return pool_->use(
+        [&](ReaderConnection& connection) { return connection.count(fromMicros, question); });
+}
+
 tl::expected<StoreFigures, std::string> StoreReader::figures() {
     auto figures = pool_->use([](ReaderConnection& connection) { return connection.figures(); });
     if (figures)

@@ -25,6 +25,8 @@ class StoreReader final : public RecordReader {
 
     tl::expected<std::unique_ptr<RecordCursor>, std::string>
     openCursor(std::int64_t fromMicros, std::int64_t toMicros) override;
+    tl::expected<CountReply, std::string> count(std::int64_t fromMicros,
+                                                const TallyQuestion& question) override;
     tl::expected<StoreFigures, std::string> figures() override;
 
   private:

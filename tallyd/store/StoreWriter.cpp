@@ -20,7 +20,7 @@ void bindAddress(sqlite::Statement& statement, int parameter, const IpAddress& a
 } // namespace
 
 StoreWriter::StoreWriter(const std::string& path, StoreUse use)
-    : connection_(path, sqlite::Access::readWrite),
+    : connection_(path, sqlite::Access::readWrite), tallies_(connection_),
       insertRecord_(connection_, "INSERT INTO records (time, seq, flags, uid, srcport, dstport, "
                                  "src, dst, rule, interface, proto) "
                                  "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -125,6 +125,7 @@ StoreWriter::append(std::span<const std::vector<PacketRecord>> chunks,
                 insert(++lastSequence, record);
             rows += static_cast<std::int64_t>(chunk.size());
         }
+        tallies_.add(chunks);
         for (const auto& [source, position] : positions) {
             writePosition_.bindText(1, source);
             writePosition_.bindText(2, position);
@@ -166,6 +167,7 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
                 sequence = purgeBorder_.integer(1);
             }
         }
+        tallies_.takeBack(time, sequence);
         purge_.bind(1, time);
         purge_.bind(2, sequence);
         purge_.run();
@@ -173,6 +175,16 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
         connection_.execute(fmt::format("UPDATE meta SET row_count = row_count - {}", deleted));
         transaction.commit();
         return static_cast<std::uint64_t>(deleted);
+    });
+}
+
+tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros) {
+    return attempt([&] {
+        sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
+        const bool rolledUp = tallies_.rollUpDay(nowMicros);
+        if (rolledUp)
+            transaction.commit();
+        return rolledUp;
     });
 }
 

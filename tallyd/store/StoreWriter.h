@@ -10,6 +10,7 @@
 
 #include "core/log/records/PacketRecord.h"
 #include "tallyd/store/Sqlite.h"
+#include "tallyd/store/TallyWriter.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -52,6 +53,10 @@ class StoreWriter {
     tl::expected<std::uint64_t, std::string> purgeBefore(std::int64_t beforeMicros,
                                                          std::size_t limit);
 
+    /// Rolls one day's counts up that was over by `nowMicros`, so that requests read them at once.
+    /// True when there may be more to do.
+    tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros);
+
     /// Gives up to `pages` empty pages back to the file system while more than a quarter of the
     /// file is empty: less is soon filled again. True when there is more to give.
     tl::expected<bool, std::string> shrink(std::size_t pages);
@@ -76,6 +81,7 @@ class StoreWriter {
     };
 
     sqlite::Connection connection_;
+    TallyWriter tallies_;
     sqlite::Statement insertRecord_;
     sqlite::Statement insertText_;
     sqlite::Statement findText_;

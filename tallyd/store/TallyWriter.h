@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Keeps the tallies equal to the records, on the store's writing connection and within its
+// transactions. What a batch adds to an hour becomes one small run; a new run takes earlier ones of
+// its size in, so that an hour has few of them however often it is added to. Days that are over are
+// rolled up when there is time. Owned by the StoreWriter, its thread; throws sqlite::Error.
+#pragma once
+
+#include "core/log/records/PacketRecord.h"
+#include "tallyd/store/Sqlite.h"
+#include "tallyd/store/TallyRun.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace brindle::tallyd {
+
+class TallyWriter {
+  public:
+    explicit TallyWriter(sqlite::Connection& connection);
+
+    /// Counts records that the caller's transaction stores.
+    void add(std::span<const std::vector<PacketRecord>> chunks);
+
+    /// Takes back the records up to and including the one at that time and sequence number, all
+    /// that are stored before it included. Called while they still are.
+    void takeBack(std::int64_t timeMicros, std::int64_t sequence);
+
+    /// Counts every stored record, in tables that are empty.
+    void countAll();
+
+    /// Rolls one day up that was over by `nowMicros`, in the caller's transaction. False when none
+    /// is left to do.
+    bool rollUpDay(std::int64_t nowMicros);
+
+  private:
+    struct Entry {
+        IpAddress local;
+        IpAddress remote;
+        std::uint16_t port = 0;
+        std::int64_t count = 0;
+    };
+    using Hour = std::pair<int, std::int64_t>; ///< flags and hour
+    using Entries = std::map<Hour, std::vector<Entry>>;
+    using Counts = std::vector<std::pair<TallyKey, std::int64_t>>;
+
+    /// Finds the entries of an hour without a search while records come in order of time.
+    class Sorter {
+      public:
+        void add(std::int64_t timeMicros, std::int64_t flags, const IpAddress& src,
+                 const IpAddress& dst, std::uint16_t dstport, std::int64_t count);
+        Entries entries;
+
+      private:
+        struct Last {
+            std::int64_t hour = 0;
+            std::vector<Entry>* entries = nullptr;
+        };
+        std::array<Last, 4> last_;
+    };
+
+    void store(Entries& entries);
+    void addRun(const Hour& hour, TallyRun run);
+    void insertRun(const Hour& hour, std::int64_t number, const TallyRun& run);
+    void forgetDay(int flags, std::int64_t day);
+    std::optional<std::int64_t> firstRolledUpDay(int flags);
+    std::optional<std::int64_t> nextHour(int flags, std::int64_t from);
+    bool isRolledUp(int flags, std::int64_t day);
+    std::vector<std::vector<std::uint8_t>> runsOf(const Hour& hour);
+    void rollUp(int flags, std::int64_t day);
+    void insertCounts(int flags, std::int64_t order, std::int64_t day, Counts counts);
+
+    sqlite::Statement lastRun_;
+    sqlite::Statement hourRuns_;
+    sqlite::Statement nextHour_;
+    sqlite::Statement insertRun_;
+    sqlite::Statement deleteRun_;
+    sqlite::Statement deleteHour_;
+    sqlite::Statement deleteHoursBefore_;
+    sqlite::Statement isRolledUp_;
+    sqlite::Statement markDay_;
+    sqlite::Statement unmarkDay_;
+    sqlite::Statement insertCounts_;
+    sqlite::Statement deleteCounts_;
+    sqlite::Statement firstDay_;
+    sqlite::Statement recordsUpTo_;
+    sqlite::Statement allRecords_;
+    sqlite::Connection& connection_;
+};
+
+} // namespace brindle::tallyd

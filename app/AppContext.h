@@ -22,6 +22,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace brindle {
@@ -45,6 +46,8 @@ class WindowControllers {
         controllers_[name] = std::move(controller);
     }
     void remove(const std::string& name) { controllers_.erase(name); }
+    /// Lets go of all; those who ask from within a destructor find none any more.
+    void clear() { std::exchange(controllers_, {}).clear(); }
     std::shared_ptr<WindowController> find(const std::string& name) const {
         const auto found = controllers_.find(name);
         return found == controllers_.end() ? nullptr : found->second;
@@ -72,7 +75,10 @@ struct StatisticsOpening {
 class FirewallLink {
   public:
     virtual ~FirewallLink() = default;
+    /// For its black list; starts it when it does not run.
     virtual void blackListAddresses(std::vector<std::string> addresses) = 0;
+    /// For whatever it does with them; lost when it does not run.
+    virtual void sendAddresses(std::vector<std::string> addresses) = 0;
 };
 
 struct AppContext {

@@ -152,7 +152,7 @@ void VDXAddressesPortsListViewController::connectActions() {
         actions_.setServed(statistics, static_cast<bool>(context_.makeStatisticsWindow));
     }
     actions_.setServed(actions_.resolve, context_.tallies.names.resolver != nullptr);
-    actions_.setServed(actions_.sendToVardex, false);
+    actions_.setServed(actions_.sendToVardex, context_.link != nullptr);
     actions_.setServed(actions_.ignorePort, context_.exclusions != nullptr);
     actions_.setServed(actions_.menu_ignore_ip->menuAction(), context_.exclusions != nullptr);
 }
@@ -272,6 +272,9 @@ void VDXAddressesPortsListViewController::copyAddresses() {
 }
 
 void VDXAddressesPortsListViewController::sendToVardex() {
+    if (context_.link != nullptr) {
+        context_.link->sendAddresses(originalLabels(selectedRows(*tableviewIP_)));
+    }
 }
 
 void VDXAddressesPortsListViewController::ignore_port() {

@@ -11,6 +11,7 @@
 #include "app/images/KVImageFX.h"
 #include "app/images/PictureIcon.h"
 #include "app/images/PictureStore.h"
+#include "app/lists/ListWindow.h"
 #include "app/logs/VDXLogsWindowController.h"
 #include "app/trace/Trace.h"
 #include "app/trace/TracedApplication.h"
@@ -158,6 +159,9 @@ int main(int argc, char** argv) {
                        .names = context.names,
                        .nationInfo = std::shared_ptr<VDXNationInfo>(nations, &nations->info)};
 
+    context.makeListWindow = [&context](const ListOpening& opening) {
+        return makeListWindow(context, opening);
+    };
     context.makeExclusionsWindow = [&context, &exclusions] {
         return makeExclusionsWindow(context, exclusions);
     };
@@ -183,10 +187,7 @@ int main(int argc, char** argv) {
 
     // Windows that closed are released by an event of their own; those still open go now.
     QCoreApplication::sendPostedEvents();
-    for (const char* name :
-         {"logs", "exclusionsWindow", "passin", "blockin", "passout", "blockout"}) {
-        windowControllers.remove(name);
-    }
+    windowControllers.clear();
     if (const auto connection = context.helper->standingConnection()) {
         connection->invalidate();
     }

@@ -78,4 +78,3 @@ class TallyTableModel final : public QAbstractTableModel, private TallyArrangeme
 };
 
 } // namespace brindle
-

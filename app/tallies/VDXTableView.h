@@ -10,7 +10,7 @@ namespace brindle {
 class VDXTableView final : public TallyTable {
     Q_OBJECT
   public:
-    using TallyTable::TallyTable;
+    explicit VDXTableView(QWidget* parent = nullptr);
 };
 
 } // namespace brindle

@@ -10,7 +10,7 @@ namespace brindle {
 class VDXTablesTableView final : public TallyTable {
     Q_OBJECT
   public:
-    using TallyTable::TallyTable;
+    explicit VDXTablesTableView(QWidget* parent = nullptr);
 };
 
 } // namespace brindle

@@ -59,7 +59,10 @@ const std::vector<FolderRule>& folderRules() {
         {"app/stats",
          {"app/", "app/images", "app/link", "app/tallies", "app/trace", "core", "platform"}},
         {"app/exclusions", {"app/", "app/images", "app/link", "app/trace", "core", "platform"}},
-        {"vardex", {"core/net", "platform"}},
+        {"vardex", {"core/net", "core/geo", "core/log/records", "platform", "app/images"}},
+        {"vardex/guard", {"core/net"}},
+        {"vardex/apply", {"core/net", "vardex/guard"}},
+        {"vardex/list", {"core/net", "platform", "vardex/guard"}},
         {"bench", {"core", "platform", "protocol", "tallyd", "tallyctl", "app", "vardex"}},
         {"tests", {"core", "platform", "protocol", "tallyd", "tallyctl", "app", "vardex", "bench"}},
     };
@@ -132,7 +135,8 @@ bool isAllowed(const FolderRule& rule, std::string_view target) {
     if (ruleOf(target) == &rule)
         return true;
     // A main program's folder puts its parts together.
-    if ((rule.folder == "tallyd" || rule.folder == "app") && isBelow(target, rule.folder))
+    if ((rule.folder == "tallyd" || rule.folder == "app" || rule.folder == "vardex") &&
+        isBelow(target, rule.folder))
         return true;
     return std::any_of(rule.may.begin(), rule.may.end(), [&](std::string_view entry) {
         if (entry.ends_with('/'))

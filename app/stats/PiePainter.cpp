@@ -11,7 +11,6 @@ namespace brindle {
 namespace {
 
 constexpr double kFullCircle = 360;
-constexpr double kUnderlap = 6;        ///< degrees that a slice reaches below its neighbour
 constexpr double kLeastContrast = 2.2; ///< of a slice that needs no outline
 constexpr int kOutlineAlpha = 110;
 constexpr double kMarkWidth = 2.5;
@@ -81,18 +80,17 @@ void paintPie(QPainter& painter, QPointF centre, double radius, const PieSlices&
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     bool needsOutline = false;
-    bool isLast = true;
-    // From the last to the first: each covers what the one after it reaches below it. The reach is
-    // never so far as to come out on the other side of the slices before it.
+    bool isWholeDisc = true;
+    // From the last to the first: each covers what the one after it reaches below it, and the last
+    // one is below them all.
     for (auto slice = pie.slices().rbegin(); slice != pie.slices().rend(); ++slice) {
         if (!isDrawn(*slice))
             continue;
         const QColor colour = pieColour(*slice, look.colours);
-        const double under = std::min(kUnderlap, slice->start / 2);
-        fillSector(painter, centre, radius, slice->start - under, slice->end + (isLast ? under : 0),
-                   colour);
+        fillSector(painter, centre, radius, isWholeDisc ? 0 : slice->start / 2,
+                   isWholeDisc ? kFullCircle : slice->end, colour);
         needsOutline = needsOutline || contrast(colour, look.background) < kLeastContrast;
-        isLast = false;
+        isWholeDisc = false;
     }
     if (needsOutline) {
         QColor outline = look.ink;

@@ -27,7 +27,7 @@ PieTableLink::PieTableLink(VDXPieChart& chart, TallyTable& table)
             [this](const QModelIndex& index) { rowHovered(index.row()); });
     connect(&table_, &QAbstractItemView::viewportEntered, this, [this] { rowHovered(-1); });
     // Scrolling moves the viewport's children along with its content.
-    connect(&table_, &TallyTable::visibleRowsChanged, this, &PieTableLink::cover);
+    connect(&table_, &TallyTable::visibleRowsChanged, this, &PieTableLink::followScrolling);
     connect(table_.horizontalScrollBar(), &QScrollBar::valueChanged, this, &PieTableLink::cover);
     connect(table_.selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &PieTableLink::markCurrent);
@@ -48,15 +48,15 @@ std::optional<std::size_t> PieTableLink::sliceOfRow(int row) const {
 
 void PieTableLink::rowHovered(int row) {
     hoveredRow_ = row;
-    show(sliceOfRow(row));
+    pointAt(sliceOfRow(row));
 }
 
 void PieTableLink::sliceHovered(std::optional<std::size_t> slice) {
     hoveredRow_ = -1;
-    show(slice);
+    pointAt(slice);
 }
 
-void PieTableLink::show(std::optional<std::size_t> slice) {
+void PieTableLink::pointAt(std::optional<std::size_t> slice) {
     shown_ = slice;
     if (slice && chart_)
         chart_->setHighlighted(slice);
@@ -65,8 +65,18 @@ void PieTableLink::show(std::optional<std::size_t> slice) {
     update();
 }
 
+void PieTableLink::followScrolling() {
+    cover();
+    // Another row came under the pointer, which did not move.
+    if (hoveredRow_ >= 0)
+        rowHovered(table_.indexAt(table_.viewport()->mapFromGlobal(QCursor::pos())).row());
+}
+
 void PieTableLink::markCurrent() {
-    if (shown_ || !chart_)
+    shown_.reset();
+    hoveredRow_ = -1;
+    update();
+    if (!chart_)
         return;
     const QModelIndex current = table_.currentIndex();
     const bool selected =

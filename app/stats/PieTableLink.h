@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Ties a pie chart to the table beside it: over a slice its rows are highlighted with it, over a
-// row its slice is; while it is on neither, the slice of the table's current row is marked. A click
-// on a slice selects its rows. A child of the table's viewport, over which it paints; main thread.
+// Ties a pie chart to the table beside it: while the pointer is on a slice its rows are highlighted
+// with it, on a row its slice is. Else, and once another row becomes the current one, the slice of
+// the table's current row is marked. A click on a slice selects its rows. A child of the table's
+// viewport, over which it paints; main thread.
 #pragma once
 
 #include <QPointer>
@@ -31,9 +32,10 @@ class PieTableLink final : public QWidget {
     void rowHovered(int row);
     void sliceHovered(std::optional<std::size_t> slice);
     void sliceClicked(std::size_t slice);
-    void show(std::optional<std::size_t> slice);
+    void pointAt(std::optional<std::size_t> slice);
     void markCurrent();
     void cover();
+    void followScrolling();
 
     QPointer<VDXPieChart> chart_;
     TallyTable& table_;

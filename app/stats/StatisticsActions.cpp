@@ -12,7 +12,7 @@ StatisticsActions::StatisticsActions(QMainWindow* window)
         make(tr("Save as &PNG…"), QKeySequence::Save, tr("Save chart and table as a picture"));
     saveSvg = make(tr("Save as &SVG…"), QKeySequence(tr("Ctrl+Shift+S")),
                    tr("Save chart and table as a drawing that can be enlarged"));
-    saveCsv = make(tr("Save as &CSV…"), QKeySequence(tr("Ctrl+E")),
+    saveCsv = make(tr("Save as &CSV…"), QKeySequence(tr("Ctrl+Alt+S")),
                    tr("Save the table as comma-separated values"));
     print = make(tr("P&rint…"), QKeySequence::Print, tr("Print chart and table"));
     close = make(tr("C&lose"), QKeySequence(tr("Ctrl+W")), tr("Close this window"));

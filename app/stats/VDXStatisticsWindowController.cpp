@@ -55,7 +55,11 @@ VDXStatisticsWindowController::VDXStatisticsWindowController(AppContext& context
     }
 }
 
-VDXStatisticsWindowController::~VDXStatisticsWindowController() = default;
+VDXStatisticsWindowController::~VDXStatisticsWindowController() {
+    // While the window goes, piece by piece, nothing of it is shown or looked up any more.
+    pieChart_->disconnect(this);
+    ui_->tableviewStatistics->disconnect(this);
+}
 
 void VDXStatisticsWindowController::present() {
     if (window_->isMinimized()) {

@@ -213,6 +213,10 @@ TEST_F(StatisticsWindow, SliceAndRowLightUpTogetherFromEitherSide) {
     click(4);
     hover(window, QPoint(2, 2));
     EXPECT_TRUE(until([&] { return chart->highlighted() == 4u; }));
+    hover(table->viewport(), placeOf(2));
+    EXPECT_TRUE(until([&] { return chart->highlighted() == 2u; }));
+    QTest::keyClick(table, Qt::Key_Down);
+    EXPECT_EQ(chart->highlighted(), 5u) << "the keyboard moved on, the pointer rests";
 }
 
 TEST_F(StatisticsWindow, NationsAreLookedUpForTheAddressesInSight) {
@@ -288,7 +292,7 @@ TEST_F(StatisticsWindow, SavesPicturesAndTablesWhereTheDialogSays) {
     EXPECT_TRUE(QSvgRenderer(svg).isValid());
     EXPECT_TRUE(svg.contains("IP 203.0.113.7") && svg.contains("https"));
 
-    QTest::keyClick(window, Qt::Key_E, Qt::ControlModifier);
+    QTest::keyClick(window, Qt::Key_S, Qt::ControlModifier | Qt::AltModifier);
     saveTo(folder.filePath(QStringLiteral("rows")));
     EXPECT_EQ(contentOf(folder.filePath(QStringLiteral("rows.csv"))),
               "Port,Service,Records,Share in %\r\n22,ssh,300,29.2969\r\n"
@@ -303,7 +307,7 @@ TEST_F(StatisticsWindow, SavesPicturesAndTablesWhereTheDialogSays) {
         }
     });
     dismiss.start(50);
-    QTest::keyClick(window, Qt::Key_E, Qt::ControlModifier);
+    QTest::keyClick(window, Qt::Key_S, Qt::ControlModifier | Qt::AltModifier);
     saveTo(QStringLiteral("/proc/rows.csv"));
     EXPECT_TRUE(until([&] { return !alert.empty(); }));
     EXPECT_EQ(alert.find("/proc/rows.csv cannot be written: "), 0u) << alert;

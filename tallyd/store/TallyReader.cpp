@@ -34,15 +34,15 @@ class TallyReader::Counter {
              std::int64_t count) {
         switch (order_) {
         case TallyOrder::remote:
-            return addresses_.add(remote, count);
+            return addresses_.add(remote.bytes(), count);
         case TallyOrder::local:
-            return addresses_.add(local, count);
+            return addresses_.add(local.bytes(), count);
         case TallyOrder::port:
             return ports_.add(port, count);
         case TallyOrder::remotePort:
             return remote == question_.address ? ports_.add(port, count) : void();
         case TallyOrder::portRemote:
-            return port == question_.port ? addresses_.add(remote, count) : void();
+            return port == question_.port ? addresses_.add(remote.bytes(), count) : void();
         }
     }
 
@@ -52,19 +52,19 @@ class TallyReader::Counter {
         switch (order_) {
         case TallyOrder::remote:
         case TallyOrder::local:
-            return addresses_.add(parts.address(), count);
+            return addresses_.add(parts.addressBytes(), count);
         case TallyOrder::port:
             return ports_.add(parts.port(), count);
         case TallyOrder::remotePort:
-            parts.address();
+            parts.addressBytes();
             return ports_.add(parts.port(), count);
         case TallyOrder::portRemote:
             parts.port();
-            return addresses_.add(parts.address(), count);
+            return addresses_.add(parts.addressBytes(), count);
         }
     }
 
-    std::vector<CountEntry> entries() const {
+    std::vector<CountEntry> entries() {
         const bool byPort = order_ == TallyOrder::port || order_ == TallyOrder::remotePort;
         return byPort ? ports_.entries() : addresses_.entries();
     }

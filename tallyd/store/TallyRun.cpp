@@ -46,13 +46,13 @@ std::strong_ordering operator<=>(const TallyKey& a, const TallyKey& b) {
     return order != 0 ? order <=> 0 : a.size_ <=> b.size_;
 }
 
-IpAddress TallyKeyParts::address() {
+std::span<const std::uint8_t> TallyKeyParts::addressBytes() {
     if (rest_.empty())
         return {};
     const std::size_t size = rest_[0] == 4 ? 4 : rest_[0] == 6 ? 16 : 0;
     if (rest_.size() < 1 + size)
         damaged();
-    const IpAddress address = IpAddress::fromBytes(rest_.subspan(1, size));
+    const auto address = rest_.subspan(1, size);
     rest_ = rest_.subspan(1 + size);
     return address;
 }

@@ -49,7 +49,8 @@ class TallyKey {
 class TallyKeyParts {
   public:
     explicit TallyKeyParts(std::span<const std::uint8_t> key) : rest_(key) {}
-    IpAddress address();
+    IpAddress address() { return IpAddress::fromBytes(addressBytes()); }
+    std::span<const std::uint8_t> addressBytes();
     std::uint16_t port();
 
   private:

@@ -3,8 +3,10 @@
 
 #include "tallyd/sources/SourceSpec.h"
 #include "tallyd/sources/capture/CaptureDevices.h"
+#include "tallyd/sources/follow/FollowedLog.h"
 #include "tallyd/sources/live/LiveSource.h"
 
+#include <chrono>
 #include <utility>
 
 #include <fmt/format.h>
@@ -35,9 +37,16 @@ class Maker {
             [interface = plan.interface] { return openPflogInterface(interface); }));
     }
 
+    Made operator()(const FollowedLogPlan& plan) const {
+        // Looking for a file costs nothing.
+        constexpr std::chrono::milliseconds kLookAgain{500};
+        return live(std::make_unique<FollowedLog>(plan.path, plan.kind), kLookAgain);
+    }
+
   private:
-    Made live(std::unique_ptr<SourceReader> reader) const {
-        return std::make_unique<LiveSource>(spec_, std::move(reader));
+    Made live(std::unique_ptr<SourceReader> reader,
+              std::chrono::milliseconds retryTime = LiveSource::kRetryTime) const {
+        return std::make_unique<LiveSource>(spec_, std::move(reader), retryTime);
     }
 
     const std::string& spec_;

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/sources/SourceSpec.h"
 
+#include "tallyd/sources/CaptureInput.h"
+
+#include <array>
 #include <charconv>
 #include <filesystem>
+#include <fstream>
 #include <string_view>
 #include <system_error>
 
@@ -17,7 +21,7 @@ using Parsed = tl::expected<SourcePlan, std::string>;
 /// Recordings have an end; a live source is for what has none.
 tl::unexpected<std::string> recordingGiven(std::string_view text) {
     return tl::unexpected(fmt::format(
-        "{} is a file; \"replay:\" plays a recording, and recordings can be imported", text));
+        "{} is a recording; \"replay:\" plays one, and recordings can be imported", text));
 }
 
 Parsed parseNflog(const std::string& text) {
@@ -43,6 +47,24 @@ Parsed parsePflog(const std::string& text) {
     return PflogInterfacePlan{text};
 }
 
+bool isCapture(const std::string& path) {
+    std::array<char, 4> start{};
+    std::ifstream file(path, std::ios::binary);
+    file.read(start.data(), start.size());
+    return CaptureInput::recognises({start.data(), static_cast<std::size_t>(file.gcount())});
+}
+
+Parsed parseFollowed(LineKind kind, const std::string& text) {
+    std::error_code ignored;
+    if (text.empty() || text == "-")
+        return tl::unexpected(std::string("no file is named"));
+    if (std::filesystem::is_directory(text, ignored))
+        return tl::unexpected(fmt::format("{} is a folder", text));
+    if (std::filesystem::is_regular_file(text, ignored) && isCapture(text))
+        return recordingGiven(text);
+    return FollowedLogPlan{kind, text};
+}
+
 Parsed parseReplay(const std::string& text) {
     auto plan = ReplayPlan::parse(text);
     if (!plan)
@@ -57,12 +79,10 @@ Parsed parse(std::string_view kind, const std::string& text) {
         return parseNflog(text);
     if (kind == "pflog")
         return parsePflog(text);
-    for (const std::string_view planned : {"netfilter", "filterlog"})
-        if (kind == planned)
-            return tl::unexpected(
-                fmt::format("this build cannot follow a live {} source; \"replay:\" "
-                            "plays a recording, and recordings can be imported",
-                            kind));
+    if (kind == "netfilter")
+        return parseFollowed(LineKind::netfilter, text);
+    if (kind == "filterlog")
+        return parseFollowed(LineKind::filterlog, text);
     return tl::unexpected(fmt::format("there is no source of the kind \"{}\"", kind));
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "tallyd/sources/ReplaySource.h"
+#include "tallyd/sources/lines/LineDecoder.h"
 
 #include <cstdint>
 #include <string>
@@ -21,11 +22,16 @@ struct PflogInterfacePlan {
     std::string interface;
 };
 
-using SourcePlan = std::variant<ReplayPlan, NflogGroupPlan, PflogInterfacePlan>;
+struct FollowedLogPlan {
+    LineKind kind = LineKind::netfilter;
+    std::string path;
+};
 
-/// `spec`: "nflog:GROUP", "pflog:IFACE" or "replay:FILE[@SPEED[,loop]]". Nothing is opened: whether
-/// there is such a device or file is not asked. Error: one line that names the text and what is
-/// wrong with it.
+using SourcePlan = std::variant<ReplayPlan, NflogGroupPlan, PflogInterfacePlan, FollowedLogPlan>;
+
+/// `spec`: "nflog:GROUP", "pflog:IFACE", "netfilter:FILE", "filterlog:FILE" or
+/// "replay:FILE[@SPEED[,loop]]". A device or file that is not there is no mistake: it may come. A
+/// file of the wrong kind is one. Error: one line that names the text and what is wrong with it.
 tl::expected<SourcePlan, std::string> parseSourceSpec(const std::string& spec);
 
 } // namespace brindle::tallyd

@@ -10,19 +10,23 @@
 namespace brindle::tallyd {
 namespace {
 
-TEST(SourceSpec, GroupsAndInterfacesAreRead) {
+TEST(SourceSpec, GroupsInterfacesAndFilesAreRead) {
     for (const auto& [spec, group] : std::initializer_list<std::pair<const char*, int>>{
              {"nflog:0", 0}, {"nflog:5", 5}, {"nflog:65535", 65535}}) {
         const auto plan = parseSourceSpec(spec);
         ASSERT_TRUE(plan) << plan.error();
         EXPECT_EQ(std::get<NflogGroupPlan>(*plan).group, group);
     }
+    const auto log = std::get<FollowedLogPlan>(*parseSourceSpec("filterlog:/no/such/a:b"));
+    EXPECT_EQ(log.kind, LineKind::filterlog);
+    EXPECT_EQ(log.path, "/no/such/a:b");
     EXPECT_EQ(std::get<PflogInterfacePlan>(*parseSourceSpec("pflog:pflog0")).interface, "pflog0");
 }
 
 TEST(SourceSpec, WhatIsWrongIsToldByName) {
-    const TemporaryFile file;
+    const TemporaryFile file("\xD4\xC3\xB2\xA1");
     const std::string recording = "pflog:" + file.path();
+    const std::string capture = "netfilter:" + file.path();
     for (const auto& [spec, reason] : std::initializer_list<std::pair<std::string, const char*>>{
              {"replay:x@fast", "the speed \"fast\" is neither a positive number nor max"},
              {"replay:x@0", "the speed \"0\" is neither a positive number nor max"},
@@ -36,7 +40,10 @@ TEST(SourceSpec, WhatIsWrongIsToldByName) {
              {"nflog:5,6", "the group \"5,6\" is not a number from 0 to 65535"},
              {"pflog:", "no interface is named"},
              {"pflog:/no/such/file", "cannot be the name of an interface"},
-             {recording, "is a file; \"replay:\" plays a recording"},
+             {recording, "is a recording; \"replay:\" plays one"},
+             {capture, "is a recording; \"replay:\" plays one"},
+             {"netfilter:", "no file is named"},
+             {"filterlog:/", "/ is a folder"},
              {"radio:1", "there is no source of the kind \"radio\""},
              {"replay", "a kind and a colon are expected"}}) {
         const auto plan = parseSourceSpec(spec);

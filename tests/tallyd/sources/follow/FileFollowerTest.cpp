@@ -1,0 +1,313 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Every line once, in the order of writing, whatever happens to the file. The lines of each case
+// are numbered as they are written.
+#include "tallyd/sources/follow/FileFollower.h"
+
+#include "tests/tallyd/sources/follow/LogFolder.h"
+
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace brindle::tallyd {
+namespace {
+
+/// A writer and a follower of the same log, taking turns.
+class Scene {
+  public:
+    LogFolder folder;
+    std::vector<std::string> seen;
+    std::uint64_t tooLong = 0;
+    std::uint64_t cutShort = 0;
+
+    /// The next line, to the log or to what it is called by now.
+    void line(const std::string& name = "log") {
+        folder.append("line " + std::to_string(++written_) + "\n", name);
+    }
+    /// The follower reads what there is.
+    void look() {
+        if (!follower_)
+            start();
+        for (;;) {
+            const auto found = follower_->next();
+            ASSERT_TRUE(found) << found.error();
+            tooLong += found->tooLong;
+            cutShort += found->cutShort;
+            for (std::string_view rest = found->text; !rest.empty();) {
+                const auto end = rest.find('\n');
+                ASSERT_NE(end, rest.npos);
+                seen.emplace_back(rest.substr(0, end));
+                rest.remove_prefix(end + 1);
+            }
+            if (found->text.empty())
+                return;
+            position_ = FilePosition::parse(follower_->position().text());
+            ASSERT_EQ(position_, follower_->position());
+        }
+    }
+    /// The daemon ends; the next look is another run's.
+    void end() { follower_.reset(); }
+
+    std::vector<std::string> allLines() const {
+        std::vector<std::string> lines;
+        for (int number = 1; number <= written_; ++number)
+            lines.push_back("line " + std::to_string(number));
+        return lines;
+    }
+
+  private:
+    void start() {
+        follower_ = std::make_unique<FileFollower>(folder.path());
+        const auto opened = follower_->open(position_);
+        ASSERT_TRUE(opened) << opened.error();
+    }
+
+    std::unique_ptr<FileFollower> follower_;
+    std::optional<FilePosition> position_;
+    int written_ = 0;
+};
+
+struct Case {
+    const char* name;
+    std::function<void(Scene&)> play;
+};
+
+void PrintTo(const Case& one, std::ostream* out) {
+    *out << one.name;
+}
+
+class EveryLineOnce : public testing::TestWithParam<Case> {};
+
+TEST_P(EveryLineOnce, InTheOrderOfWriting) {
+    Scene scene;
+    scene.line();
+    scene.line();
+    scene.look();
+    GetParam().play(scene);
+    scene.look();
+    EXPECT_EQ(scene.seen, scene.allLines());
+    EXPECT_EQ(scene.cutShort, 0u);
+}
+
+const Case kCases[]{
+    {"Grows", [](Scene& s) { s.line(); }},
+    {"Restart",
+     [](Scene& s) {
+         s.end();
+         s.line();
+     }},
+    {"RestartWithoutNews",
+     [](Scene& s) {
+         s.end();
+         s.look();
+         s.line();
+     }},
+    {"HalfALineWaits",
+     [](Scene& s) {
+         s.folder.append("li");
+         s.look();
+         s.end();
+         s.look();
+         s.folder.append("ne 3");
+         s.look();
+         EXPECT_EQ(s.seen.size(), 2u);
+         s.folder.append("\n");
+         s.look();
+         EXPECT_EQ(s.seen.back(), "line 3");
+         s.seen.pop_back();
+     }},
+    {"Renamed",
+     [](Scene& s) {
+         s.line();
+         s.folder.rename("log", "log.1");
+         s.line();
+     }},
+    {"WriterStaysInTheRenamedFile",
+     [](Scene& s) {
+         s.folder.rename("log", "log.1");
+         s.line("log.1");
+         s.look();
+         s.folder.append(""); // the new file is made before the writer moves
+         s.look();
+         s.line("log.1");
+         s.look();
+         s.line("log.1");
+         s.line();
+     }},
+    {"RenamedTwiceBetweenLooks",
+     [](Scene& s) {
+         s.line();
+         s.folder.rename("log", "log.1");
+         s.line();
+         s.folder.rename("log.1", "log.2");
+         s.folder.rename("log", "log.1");
+         s.line();
+     }},
+    {"RenamedToDates",
+     [](Scene& s) {
+         s.end();
+         s.line();
+         s.folder.rename("log", "log-20260607");
+         s.line();
+         s.folder.rename("log", "log-20260608");
+         s.line();
+     }},
+    {"RenamedThriceWhileAway",
+     [](Scene& s) {
+         s.end();
+         for (int i = 10; i >= 8; --i) {
+             s.line();
+             s.folder.rename("log", "log." + std::to_string(i));
+         }
+         s.line();
+     }},
+    {"RenamedWhileAwayAndNothingNewYet",
+     [](Scene& s) {
+         s.end();
+         s.line();
+         s.folder.rename("log", "log.1");
+         s.folder.append("");
+         s.look();
+         s.line("log.1");
+         s.look();
+         s.end();
+         s.line("log.1");
+         s.look();
+         s.line("log.1");
+         s.line();
+     }},
+    {"StoppedInARenamedFile",
+     [](Scene& s) {
+         s.folder.rename("log", "log.1");
+         s.line("log.1");
+         s.look();
+         s.end();
+         s.line("log.1");
+         s.line();
+     }},
+    {"CopiedAndTruncated",
+     [](Scene& s) {
+         s.line();
+         s.folder.copy("log", "log.1");
+         s.folder.truncate();
+         s.look();
+         s.line();
+     }},
+    {"TruncatedAndGrownBeyondThePlace",
+     [](Scene& s) {
+         s.line();
+         s.folder.copy("log", "log.1");
+         s.folder.truncate();
+         for (int i = 0; i < 10; ++i)
+             s.line();
+     }},
+    {"TruncatedWhileAway",
+     [](Scene& s) {
+         s.end();
+         s.line();
+         s.folder.copy("log", "log.1");
+         s.folder.truncate();
+         for (int i = 0; i < 10; ++i)
+             s.line();
+     }},
+    {"CopiedAndTruncatedTwiceWhileAway",
+     [](Scene& s) {
+         s.end();
+         s.line();
+         s.folder.copy("log", "log.2");
+         s.folder.truncate();
+         s.line();
+         s.folder.copy("log", "log.1");
+         s.folder.truncate();
+         s.line();
+     }},
+    {"TruncatedUnderAWriterThatKeepsItsPlace",
+     [](Scene& s) {
+         s.folder.truncate();
+         s.folder.truncate(700'000); // a hole
+         s.line();
+     }},
+    {"RemovedAndMadeAgain",
+     [](Scene& s) {
+         s.folder.remove();
+         s.look();
+         s.line();
+     }},
+    {"RemovedAndMadeAgainWhileAway",
+     [](Scene& s) {
+         // The file system gives the number to the new file as a rule; the text tells.
+         s.end();
+         s.folder.remove();
+         for (int i = 0; i < 5; ++i)
+             s.line();
+     }},
+    {"OlderFilesAreNotRead",
+     [](Scene& s) {
+         s.folder.append("older\n", "log.3");
+         s.folder.append("older\n", "log.2");
+         s.folder.append("older\n", "log-20200101");
+         s.folder.append("packed\n", "log.0.gz");
+         s.end();
+         s.folder.rename("log", "log.1");
+         s.line();
+     }},
+    {"MoreThanIsReadAtATime",
+     [](Scene& s) {
+         for (int i = 0; i < 60'000; ++i)
+             s.line();
+         s.folder.rename("log", "log.1");
+         s.line();
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(FileFollower, EveryLineOnce, testing::ValuesIn(kCases),
+                         [](const auto& one) { return one.param.name; });
+
+TEST(FileFollower, LinesWithoutEndAreCountedAndPassedOver) {
+    Scene scene;
+    scene.line();
+    scene.look();
+    scene.folder.append(std::string(600'000, 'x') + "\n");
+    scene.line();
+    scene.folder.append("the writer died he");
+    scene.folder.rename("log", "log.1");
+    scene.line();
+    scene.look();
+    EXPECT_EQ(scene.seen, scene.allLines());
+    EXPECT_EQ(scene.tooLong, 1u);
+    EXPECT_EQ(scene.cutShort, 1u);
+}
+
+TEST(FileFollower, AFileThatCannotBeReadIsNamed) {
+    const LogFolder folder;
+    EXPECT_EQ(FileFollower(folder.path()).open(std::nullopt).error(),
+              folder.path() + ": No such file or directory");
+    EXPECT_EQ(FileFollower(folder.path("")).open(std::nullopt).error(),
+              folder.path("") + ": Is a directory");
+    folder.append("line\n");
+    FileFollower follower(folder.path());
+    ASSERT_TRUE(follower.open(std::nullopt));
+    follower.next();
+    folder.remove();
+    follower.next();
+    EXPECT_EQ(follower.problem(), folder.path() + ": No such file or directory");
+    folder.append("line\n");
+    follower.next();
+    EXPECT_EQ(follower.problem(), "");
+}
+
+TEST(FilePosition, DamagedTextIsNone) {
+    const FilePosition position{65024, 123456789, 99, 0xFEDCBA9876543210u};
+    EXPECT_EQ(FilePosition::parse(position.text()), position);
+    for (const char* text : {"", "file1", "file1 1 2 3", "file1 1 2 3 4 5", "file2 1 2 3 4",
+                             "file1 1 2 x 4", "cursor s=0639"})
+        EXPECT_EQ(FilePosition::parse(text), std::nullopt) << text;
+}
+
+} // namespace
+} // namespace brindle::tallyd

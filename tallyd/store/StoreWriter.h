@@ -53,8 +53,8 @@ class StoreWriter {
     tl::expected<std::uint64_t, std::string> purgeBefore(std::int64_t beforeMicros,
                                                          std::size_t limit);
 
-    /// Rolls one day's counts up that was over by `nowMicros`, so that requests read them at once.
-    /// True when there may be more to do.
+    /// Takes one step in rolling up the counts of days that were over by `nowMicros`, so that
+    /// requests read them at once. True when there may be more to do.
     tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros);
 
     /// Gives up to `pages` empty pages back to the file system while more than a quarter of the

@@ -98,7 +98,8 @@ TallyReader::TallyReader(sqlite::Connection& connection)
     : records_(connection, "SELECT src, dst, dstport FROM records "
                            "WHERE time >= ? AND time <= ? AND flags = ?"),
       hours_(connection, "SELECT data FROM tally_runs WHERE flags = ? AND hour >= ? AND hour < ?"),
-      days_(connection, "SELECT day FROM tally_days WHERE flags = ? AND day >= ? ORDER BY day"),
+      days_(connection, "SELECT day FROM tally_days "
+                        "WHERE flags = ? AND sorted = ? AND day >= ? ORDER BY day"),
       dayCounts_(connection, "SELECT data FROM tally_day_counts "
                              "WHERE flags = ? AND sorted = ? AND day >= ?"),
       chunksFrom_(connection, "SELECT first, data FROM tally_day_counts "
@@ -117,7 +118,7 @@ std::vector<CountEntry> TallyReader::count(std::int64_t fromMicros, const TallyQ
         countRecords(fromMicros, isLast ? latest : hour * kHourMicros - 1, counter);
     }
     const std::int64_t firstDay = dayOfHour(hour + kHoursADay - 1);
-    const auto days = rolledUpDays(firstDay, counter.flags());
+    const auto days = rolledUpDays(firstDay, counter);
     for (const std::int64_t day : days) {
         countHours(hour, day * kHoursADay, counter);
         hour = (day + 1) * kHoursADay;
@@ -163,11 +164,12 @@ void TallyReader::countHours(std::int64_t first, std::int64_t end, Counter& coun
     }
 }
 
-std::vector<std::int64_t> TallyReader::rolledUpDays(std::int64_t first, std::int64_t flags) {
+std::vector<std::int64_t> TallyReader::rolledUpDays(std::int64_t first, const Counter& counter) {
     std::vector<std::int64_t> days;
     sqlite::StatementReset reset(days_);
-    days_.bind(1, flags);
-    days_.bind(2, first);
+    days_.bind(1, counter.flags());
+    days_.bind(2, static_cast<std::int64_t>(counter.order()));
+    days_.bind(3, first);
     while (days_.step())
         days.push_back(days_.integer(0));
     return days;

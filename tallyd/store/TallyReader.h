@@ -28,7 +28,7 @@ class TallyReader {
     void countHours(std::int64_t first, std::int64_t end, Counter& counter);
     void countDays(std::int64_t first, Counter& counter);
     void countInDay(std::int64_t day, Counter& counter);
-    std::vector<std::int64_t> rolledUpDays(std::int64_t first, std::int64_t flags);
+    std::vector<std::int64_t> rolledUpDays(std::int64_t first, const Counter& counter);
 
     sqlite::Statement records_;
     sqlite::Statement hours_;

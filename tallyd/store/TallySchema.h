@@ -4,15 +4,16 @@
 //
 // tally_runs    each hour of each flags value: one or more runs whose counts, added up, are those
 //               of the hour's records. Keys: local address, remote address, port.
-// tally_days    the days whose hours were rolled up, by flags. A day leaves it, with its counts, in
-//               the transaction that changes one of its hours.
-// tally_day_counts   such a day's counts in every order that is asked for, in chunks that can be
-//               found by their first key.
+// tally_days    the days whose hours were rolled up, each order by itself. A day leaves it, with
+// its
+//               counts, in the transaction that changes one of its hours.
+// tally_day_counts   such a day's counts, in chunks that can be found by their first key.
 //
 // Hours and days are counted from 1970, UTC. `flags` is that of the records: 1 for block, 2 for
 // outbound.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 namespace brindle::tallyd {
@@ -21,7 +22,7 @@ inline constexpr std::int64_t kHourMicros = 3'600'000'000;
 inline constexpr std::int64_t kHoursADay = 24;
 inline constexpr int kFlagsValues = 4;
 
-/// Which order of a day's counts; the numbers are stored.
+/// What a day's counts are by, and in which order; the numbers are stored.
 enum class TallyOrder : std::int64_t {
     remote = 1,     ///< keys: remote address
     local = 2,      ///< local address
@@ -29,7 +30,8 @@ enum class TallyOrder : std::int64_t {
     remotePort = 4, ///< remote address, port
     portRemote = 5, ///< port, remote address
 };
-inline constexpr std::int64_t kTallyOrders = 5;
+inline constexpr std::array kTallyOrders{TallyOrder::remote, TallyOrder::local, TallyOrder::port,
+                                         TallyOrder::remotePort, TallyOrder::portRemote};
 
 constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
     return value / divisor - (value % divisor < 0 ? 1 : 0);
@@ -51,9 +53,10 @@ CREATE TABLE tally_runs (
     PRIMARY KEY (flags, hour, run)
 ) WITHOUT ROWID;
 CREATE TABLE tally_days (
-    flags INTEGER NOT NULL,
-    day   INTEGER NOT NULL,
-    PRIMARY KEY (flags, day)
+    flags  INTEGER NOT NULL,
+    sorted INTEGER NOT NULL,
+    day    INTEGER NOT NULL,
+    PRIMARY KEY (flags, sorted, day)
 ) WITHOUT ROWID;
 CREATE TABLE tally_day_counts (
     flags  INTEGER NOT NULL,

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/store/TallyWriter.h"
 
-#include "tallyd/store/TallySchema.h"
-
 #include <algorithm>
 #include <limits>
 #include <tuple>
@@ -37,13 +35,15 @@ TallyWriter::TallyWriter(sqlite::Connection& connection)
       deleteRun_(connection, "DELETE FROM tally_runs WHERE flags = ? AND hour = ? AND run = ?"),
       deleteHour_(connection, "DELETE FROM tally_runs WHERE flags = ? AND hour = ?"),
       deleteHoursBefore_(connection, "DELETE FROM tally_runs WHERE flags = ? AND hour < ?"),
-      isRolledUp_(connection, "SELECT 1 FROM tally_days WHERE flags = ? AND day = ?"),
-      markDay_(connection, "INSERT INTO tally_days VALUES (?, ?)"),
-      unmarkDay_(connection, "DELETE FROM tally_days WHERE flags = ? AND day = ?"),
+      isRolledUp_(connection,
+                  "SELECT 1 FROM tally_days WHERE flags = ? AND sorted = ? AND day = ?"),
+      markDay_(connection, "INSERT INTO tally_days VALUES (?, ?, ?)"),
+      unmarkDay_(connection, "DELETE FROM tally_days WHERE flags = ? AND sorted = ? AND day = ?"),
       insertCounts_(connection, "INSERT INTO tally_day_counts VALUES (?, ?, ?, ?, ?)"),
       deleteCounts_(connection,
                     "DELETE FROM tally_day_counts WHERE flags = ? AND sorted = ? AND day = ?"),
-      firstDay_(connection, "SELECT day FROM tally_days WHERE flags = ? ORDER BY day LIMIT 1"),
+      firstDay_(connection,
+                "SELECT day FROM tally_days WHERE flags = ? AND sorted = ? ORDER BY day LIMIT 1"),
       recordsUpTo_(connection, "SELECT time, flags, src, dst, dstport FROM records "
                                "WHERE time >= ? AND (time, seq) <= (?, ?)"),
       allRecords_(connection, "SELECT time, flags, src, dst, dstport FROM records "
@@ -78,9 +78,10 @@ void TallyWriter::takeBack(std::int64_t timeMicros, std::int64_t sequence) {
         deleteHoursBefore_.bind(1, flags);
         deleteHoursBefore_.bind(2, border);
         deleteHoursBefore_.run();
-        for (auto day = firstRolledUpDay(flags); day && *day <= dayOfHour(border);
-             day = firstRolledUpDay(flags))
-            forgetDay(flags, *day);
+        for (const TallyOrder order : kTallyOrders)
+            for (auto day = firstRolledUpDay(flags, order); day && *day <= dayOfHour(border);
+                 day = firstRolledUpDay(flags, order))
+                forgetDay(flags, order, *day);
     }
     // Of the hour of the last one some may stay.
     Sorter sorter;
@@ -134,7 +135,8 @@ void TallyWriter::store(Entries& entries) {
             first = next;
         }
         addRun(hour, writer.take());
-        forgetDay(hour.first, dayOfHour(hour.second));
+        for (const TallyOrder order : kTallyOrders)
+            forgetDay(hour.first, order, dayOfHour(hour.second));
     }
 }
 
@@ -178,38 +180,39 @@ void TallyWriter::insertRun(const Hour& hour, std::int64_t number, const TallyRu
     insertRun_.run();
 }
 
-void TallyWriter::forgetDay(int flags, std::int64_t day) {
-    unmarkDay_.bind(1, flags);
-    unmarkDay_.bind(2, day);
-    unmarkDay_.run();
-    if (connection_.changes() == 0)
-        return;
-    for (std::int64_t order = 1; order <= kTallyOrders; ++order) {
-        deleteCounts_.bind(1, flags);
-        deleteCounts_.bind(2, order);
-        deleteCounts_.bind(3, day);
-        deleteCounts_.run();
+void TallyWriter::forgetDay(int flags, TallyOrder order, std::int64_t day) {
+    for (sqlite::Statement* statement : {&unmarkDay_, &deleteCounts_}) {
+        statement->bind(1, flags);
+        statement->bind(2, static_cast<std::int64_t>(order));
+        statement->bind(3, day);
+        statement->run();
+        if (connection_.changes() == 0)
+            return;
     }
 }
 
 bool TallyWriter::rollUpDay(std::int64_t nowMicros) {
+    const std::int64_t settled = hourOf(nowMicros - kSettlingMicros);
     for (int flags = 0; flags < kFlagsValues; ++flags) {
         auto hour = nextHour(flags, std::numeric_limits<std::int64_t>::min());
-        while (hour && (dayOfHour(*hour) + 1) * kHoursADay <= hourOf(nowMicros - kSettlingMicros)) {
+        for (; hour && (dayOfHour(*hour) + 1) * kHoursADay <= settled;
+             hour = nextHour(flags, (dayOfHour(*hour) + 1) * kHoursADay)) {
             const std::int64_t day = dayOfHour(*hour);
-            if (!isRolledUp(flags, day)) {
-                rollUp(flags, day);
+            for (const TallyOrder order : kTallyOrders) {
+                if (isRolledUp(flags, order, day))
+                    continue;
+                rollUp(flags, order, day);
                 return true;
             }
-            hour = nextHour(flags, (day + 1) * kHoursADay);
         }
     }
     return false;
 }
 
-std::optional<std::int64_t> TallyWriter::firstRolledUpDay(int flags) {
+std::optional<std::int64_t> TallyWriter::firstRolledUpDay(int flags, TallyOrder order) {
     sqlite::StatementReset reset(firstDay_);
     firstDay_.bind(1, flags);
+    firstDay_.bind(2, static_cast<std::int64_t>(order));
     return firstDay_.step() ? std::optional(firstDay_.integer(0)) : std::nullopt;
 }
 
@@ -220,10 +223,11 @@ std::optional<std::int64_t> TallyWriter::nextHour(int flags, std::int64_t from) 
     return nextHour_.step() ? std::optional(nextHour_.integer(0)) : std::nullopt;
 }
 
-bool TallyWriter::isRolledUp(int flags, std::int64_t day) {
+bool TallyWriter::isRolledUp(int flags, TallyOrder order, std::int64_t day) {
     sqlite::StatementReset reset(isRolledUp_);
     isRolledUp_.bind(1, flags);
-    isRolledUp_.bind(2, day);
+    isRolledUp_.bind(2, static_cast<std::int64_t>(order));
+    isRolledUp_.bind(3, day);
     return isRolledUp_.step();
 }
 
@@ -239,66 +243,63 @@ std::vector<std::vector<std::uint8_t>> TallyWriter::runsOf(const Hour& hour) {
     return runs;
 }
 
-void TallyWriter::rollUp(int flags, std::int64_t day) {
-    Counts remotePort;
-    Counts local;
-    for (std::int64_t number = 0; number < kHoursADay; ++number) {
-        const Hour hour{flags, day * kHoursADay + number};
-        const auto runs = runsOf(hour);
-        if (runs.empty())
-            continue;
-        TallyRun whole;
-        if (runs.size() > 1) {
-            // What runs tell apart, and what some take back, is done with once the hour is over.
-            whole = mergeRuns(runs);
-            deleteHour_.bind(1, flags);
-            deleteHour_.bind(2, hour.second);
-            deleteHour_.run();
-            insertRun(hour, 0, whole);
-        }
-        IpAddress lastLocal;
-        std::int64_t ofLocal = 0;
-        for (RunReader reader(runs.size() > 1 ? whole.data : runs[0]); reader.next();) {
-            TallyKeyParts parts(reader.key().bytes());
-            const IpAddress thisLocal = parts.address();
-            const IpAddress remote = parts.address();
-            remotePort.emplace_back(TallyKey().add(remote).add(parts.port()), reader.count());
-            if (thisLocal != lastLocal && ofLocal != 0)
-                local.emplace_back(TallyKey().add(lastLocal), std::exchange(ofLocal, 0));
-            lastLocal = thisLocal;
-            ofLocal += reader.count();
-        }
-        if (ofLocal != 0)
-            local.emplace_back(TallyKey().add(lastLocal), ofLocal);
-    }
-    Counts remote;
-    Counts port;
-    Counts portRemote;
-    remote.reserve(remotePort.size());
-    port.reserve(remotePort.size());
-    portRemote.reserve(remotePort.size());
-    for (const auto& [key, count] : remotePort) {
-        TallyKeyParts parts(key.bytes());
-        const IpAddress address = parts.address();
-        const std::uint16_t number = parts.port();
-        remote.emplace_back(TallyKey().add(address), count);
-        port.emplace_back(TallyKey().add(number), count);
-        portRemote.emplace_back(TallyKey().add(number).add(address), count);
-    }
-    const auto insert = [&](TallyOrder order, Counts& counts) {
-        insertCounts(flags, static_cast<std::int64_t>(order), day, std::move(counts));
+TallyRun TallyWriter::wholeHour(const Hour& hour) {
+    auto runs = runsOf(hour);
+    if (runs.empty())
+        return {};
+    if (runs.size() == 1)
+        return {.data = std::move(runs[0])};
+    // What runs tell apart, and what some take back, is done with once the hour is over.
+    TallyRun whole = mergeRuns(runs);
+    deleteHour_.bind(1, hour.first);
+    deleteHour_.bind(2, hour.second);
+    deleteHour_.run();
+    insertRun(hour, 0, whole);
+    return whole;
+}
+
+void TallyWriter::rollUp(int flags, TallyOrder order, std::int64_t day) {
+    Counts counts;
+    const auto add = [&counts](const TallyKey& key, std::int64_t count) {
+        if (!counts.empty() && counts.back().first == key)
+            counts.back().second += count;
+        else
+            counts.emplace_back(key, count);
     };
-    insert(TallyOrder::remote, remote);
-    insert(TallyOrder::local, local);
-    insert(TallyOrder::port, port);
-    insert(TallyOrder::remotePort, remotePort);
-    insert(TallyOrder::portRemote, portRemote);
+    for (std::int64_t number = 0; number < kHoursADay; ++number) {
+        const TallyRun hour = wholeHour({flags, day * kHoursADay + number});
+        for (RunReader reader(hour.data); reader.next();) {
+            TallyKeyParts parts(reader.key().bytes());
+            const IpAddress local = parts.address();
+            const IpAddress remote = parts.address();
+            const std::uint16_t port = parts.port();
+            switch (order) {
+            case TallyOrder::remote:
+                add(TallyKey().add(remote), reader.count());
+                break;
+            case TallyOrder::local:
+                add(TallyKey().add(local), reader.count());
+                break;
+            case TallyOrder::port:
+                add(TallyKey().add(port), reader.count());
+                break;
+            case TallyOrder::remotePort:
+                add(TallyKey().add(remote).add(port), reader.count());
+                break;
+            case TallyOrder::portRemote:
+                add(TallyKey().add(port).add(remote), reader.count());
+                break;
+            }
+        }
+    }
+    insertCounts(flags, order, day, std::move(counts));
     markDay_.bind(1, flags);
-    markDay_.bind(2, day);
+    markDay_.bind(2, static_cast<std::int64_t>(order));
+    markDay_.bind(3, day);
     markDay_.run();
 }
 
-void TallyWriter::insertCounts(int flags, std::int64_t order, std::int64_t day, Counts counts) {
+void TallyWriter::insertCounts(int flags, TallyOrder order, std::int64_t day, Counts counts) {
     std::ranges::sort(counts, {}, [](const auto& entry) -> const TallyKey& { return entry.first; });
     RunWriter writer;
     const TallyKey* first = nullptr;
@@ -307,7 +308,7 @@ void TallyWriter::insertCounts(int flags, std::int64_t order, std::int64_t day, 
         if (chunk.entries == 0)
             return;
         insertCounts_.bind(1, flags);
-        insertCounts_.bind(2, order);
+        insertCounts_.bind(2, static_cast<std::int64_t>(order));
         insertCounts_.bind(3, day);
         insertCounts_.bindBytes(4, first->bytes());
         insertCounts_.bindBytes(5, chunk.data);

@@ -9,6 +9,7 @@
 #include "core/log/records/PacketRecord.h"
 #include "tallyd/store/Sqlite.h"
 #include "tallyd/store/TallyRun.h"
+#include "tallyd/store/TallySchema.h"
 
 #include <array>
 #include <cstdint>
@@ -34,8 +35,8 @@ class TallyWriter {
     /// Counts every stored record, in tables that are empty.
     void countAll();
 
-    /// Rolls one day up that was over by `nowMicros`, in the caller's transaction. False when none
-    /// is left to do.
+    /// Rolls a day that was over by `nowMicros` up in one of the orders, in the caller's
+    /// transaction: a step that is soon done. False when none is left to do.
     bool rollUpDay(std::int64_t nowMicros);
 
   private:
@@ -67,13 +68,14 @@ class TallyWriter {
     void store(Entries& entries);
     void addRun(const Hour& hour, TallyRun run);
     void insertRun(const Hour& hour, std::int64_t number, const TallyRun& run);
-    void forgetDay(int flags, std::int64_t day);
-    std::optional<std::int64_t> firstRolledUpDay(int flags);
+    void forgetDay(int flags, TallyOrder order, std::int64_t day);
+    std::optional<std::int64_t> firstRolledUpDay(int flags, TallyOrder order);
     std::optional<std::int64_t> nextHour(int flags, std::int64_t from);
-    bool isRolledUp(int flags, std::int64_t day);
+    bool isRolledUp(int flags, TallyOrder order, std::int64_t day);
     std::vector<std::vector<std::uint8_t>> runsOf(const Hour& hour);
-    void rollUp(int flags, std::int64_t day);
-    void insertCounts(int flags, std::int64_t order, std::int64_t day, Counts counts);
+    TallyRun wholeHour(const Hour& hour);
+    void rollUp(int flags, TallyOrder order, std::int64_t day);
+    void insertCounts(int flags, TallyOrder order, std::int64_t day, Counts counts);
 
     sqlite::Statement lastRun_;
     sqlite::Statement hourRuns_;

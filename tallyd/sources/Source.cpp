@@ -4,6 +4,8 @@
 #include "tallyd/sources/SourceSpec.h"
 #include "tallyd/sources/capture/CaptureDevices.h"
 #include "tallyd/sources/follow/FollowedLog.h"
+#include "tallyd/sources/kernel/KernelBuffer.h"
+#include "tallyd/sources/kernel/KernelJournal.h"
 #include "tallyd/sources/live/LiveSource.h"
 
 #include <chrono>
@@ -42,6 +44,8 @@ class Maker {
         constexpr std::chrono::milliseconds kLookAgain{500};
         return live(std::make_unique<FollowedLog>(plan.path, plan.kind), kLookAgain);
     }
+    Made operator()(const KernelBufferPlan&) const { return live(KernelBuffer::ofThisMachine()); }
+    Made operator()(const KernelJournalPlan&) const { return live(KernelJournal::ofThisMachine()); }
 
   private:
     Made live(std::unique_ptr<SourceReader> reader,

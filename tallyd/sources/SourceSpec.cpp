@@ -58,6 +58,11 @@ Parsed parseFollowed(LineKind kind, const std::string& text) {
     std::error_code ignored;
     if (text.empty() || text == "-")
         return tl::unexpected(std::string("no file is named"));
+    // A file of the name is "./journal".
+    if (kind == LineKind::netfilter && text == "journal")
+        return KernelJournalPlan{};
+    if (kind == LineKind::netfilter && text == "/dev/kmsg")
+        return KernelBufferPlan{};
     if (std::filesystem::is_directory(text, ignored))
         return tl::unexpected(fmt::format("{} is a folder", text));
     if (std::filesystem::is_regular_file(text, ignored) && isCapture(text))

@@ -26,12 +26,16 @@ struct FollowedLogPlan {
     LineKind kind = LineKind::netfilter;
     std::string path;
 };
+struct KernelBufferPlan {};
+struct KernelJournalPlan {};
 
-using SourcePlan = std::variant<ReplayPlan, NflogGroupPlan, PflogInterfacePlan, FollowedLogPlan>;
+using SourcePlan = std::variant<ReplayPlan, NflogGroupPlan, PflogInterfacePlan, FollowedLogPlan,
+                                KernelBufferPlan, KernelJournalPlan>;
 
-/// `spec`: "nflog:GROUP", "pflog:IFACE", "netfilter:FILE", "filterlog:FILE" or
-/// "replay:FILE[@SPEED[,loop]]". A device or file that is not there is no mistake: it may come. A
-/// file of the wrong kind is one. Error: one line that names the text and what is wrong with it.
+/// `spec`: "nflog:GROUP", "pflog:IFACE", "netfilter:journal", "netfilter:/dev/kmsg",
+/// "netfilter:FILE", "filterlog:FILE" or "replay:FILE[@SPEED[,loop]]". A device or file that is not
+/// there is no mistake: it may come. A file of the wrong kind is one. Error: one line that names
+/// the text and what is wrong with it.
 tl::expected<SourcePlan, std::string> parseSourceSpec(const std::string& spec);
 
 } // namespace brindle::tallyd

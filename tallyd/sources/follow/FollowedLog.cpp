@@ -18,8 +18,6 @@ using namespace std::chrono_literals;
 /// on network file systems or of what another mount of the folder does, loses its watch with every
 /// rename, and tells of a truncation no better. Two system calls at a time are not worth it.
 constexpr auto kLookTime = 100ms;
-/// A place behind lines without records need not be stored each time: they may be read again.
-constexpr auto kRememberTime = 5s;
 
 } // namespace
 
@@ -34,11 +32,10 @@ tl::expected<void, std::string> FollowedLog::open() {
 }
 
 std::string FollowedLog::read(SourceFeed& feed) {
-    if (!position_)
-        position_ = FilePosition::parse(feed.storedPosition());
-    if (const auto opened = follower_.open(position_); !opened)
+    const auto position = FilePosition::parse(keeper_.place(feed));
+    if (const auto opened = follower_.open(position); !opened)
         return opened.error();
-    if (position_ && position_->offset > 0 && follower_.position().offset == 0)
+    if (position && position->offset > 0 && follower_.position().offset == 0)
         spdlog::warn("{}: what was read last is gone; reading begins at the file's start", path_);
     toldProblem_.clear();
     for (;;) {
@@ -49,18 +46,16 @@ std::string FollowedLog::read(SourceFeed& feed) {
         tellProblem(feed);
         const bool isStopping =
             found->text.empty() ? !feed.stop().pause(kLookTime) : feed.stop().isSet();
-        if (isStopping || Clock::now() - remembered_ >= kRememberTime)
-            rememberPlace(feed);
-        if (isStopping)
+        if (isStopping) {
+            keeper_.finish(feed);
             return {};
+        }
     }
 }
 
 void FollowedLog::handOn(const FollowedText& found, SourceFeed& feed) {
     feed.countLost("line is too long", found.tooLong);
     feed.countLost("last line is cut short", found.cutShort);
-    if (found.text.empty())
-        return;
     const LineClock clock = makeClock_(found.changedMicros);
     std::vector<PacketRecord> records;
     std::map<std::string_view, std::uint64_t> undecoded;
@@ -77,18 +72,7 @@ void FollowedLog::handOn(const FollowedText& found, SourceFeed& feed) {
     }
     for (const auto& [reason, count] : undecoded)
         feed.countLost(reason, count);
-    if (records.empty())
-        return;
-    position_ = follower_.position();
-    feed.addWhenRoom(std::move(records), position_->text());
-}
-
-void FollowedLog::rememberPlace(SourceFeed& feed) {
-    remembered_ = Clock::now();
-    if (position_ == follower_.position())
-        return;
-    position_ = follower_.position();
-    feed.addWhenRoom({}, position_->text());
+    keeper_.handOn(feed, std::move(records), follower_.position().text());
 }
 
 void FollowedLog::tellProblem(SourceFeed& feed) {

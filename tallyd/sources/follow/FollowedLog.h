@@ -6,13 +6,12 @@
 
 #include "tallyd/sources/follow/FileFollower.h"
 #include "tallyd/sources/lines/LineDecoder.h"
+#include "tallyd/sources/live/PlaceKeeper.h"
 #include "tallyd/sources/live/SourceReader.h"
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace brindle::tallyd {
@@ -27,18 +26,14 @@ class FollowedLog final : public SourceReader {
     std::string read(SourceFeed& feed) override;
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     void handOn(const FollowedText& found, SourceFeed& feed);
-    void rememberPlace(SourceFeed& feed);
     void tellProblem(SourceFeed& feed);
 
     const std::string path_;
     const MakeClock makeClock_;
     const std::unique_ptr<LineDecoder> decoder_;
     FileFollower follower_;
-    std::optional<FilePosition> position_; ///< handed on last; before, what was stored
-    Clock::time_point remembered_;
+    PlaceKeeper keeper_;
     std::string toldProblem_;
 };
 

@@ -10,7 +10,7 @@
 namespace brindle::tallyd {
 namespace {
 
-TEST(SourceSpec, GroupsInterfacesAndFilesAreRead) {
+TEST(SourceSpec, EveryLiveKindIsRead) {
     for (const auto& [spec, group] : std::initializer_list<std::pair<const char*, int>>{
              {"nflog:0", 0}, {"nflog:5", 5}, {"nflog:65535", 65535}}) {
         const auto plan = parseSourceSpec(spec);
@@ -20,6 +20,9 @@ TEST(SourceSpec, GroupsInterfacesAndFilesAreRead) {
     const auto log = std::get<FollowedLogPlan>(*parseSourceSpec("filterlog:/no/such/a:b"));
     EXPECT_EQ(log.kind, LineKind::filterlog);
     EXPECT_EQ(log.path, "/no/such/a:b");
+    EXPECT_TRUE(std::holds_alternative<KernelJournalPlan>(*parseSourceSpec("netfilter:journal")));
+    EXPECT_TRUE(std::holds_alternative<KernelBufferPlan>(*parseSourceSpec("netfilter:/dev/kmsg")));
+    EXPECT_TRUE(std::holds_alternative<FollowedLogPlan>(*parseSourceSpec("filterlog:journal")));
     EXPECT_EQ(std::get<PflogInterfacePlan>(*parseSourceSpec("pflog:pflog0")).interface, "pflog0");
 }
 

@@ -43,17 +43,15 @@ void LiveSource::run(SourceFeed feed) {
 
 void LiveSource::tellWaiting(SourceFeed& feed, const std::string& reason) {
     feed.setState("waiting: " + reason);
-    if (reason == toldReason_)
-        return;
-    spdlog::warn("source \"{}\" waits: {}", name_, reason);
-    toldReason_ = reason;
+    // Later reasons of the same absence, as the attempts give them, stand in the state only.
+    if (!std::exchange(isWaitTold_, true))
+        spdlog::warn("source \"{}\" waits: {}", name_, reason);
 }
 
 void LiveSource::tellRunning(SourceFeed& feed) {
     feed.setState("running");
-    if (!toldReason_.empty())
+    if (std::exchange(isWaitTold_, false))
         spdlog::info("source \"{}\" goes on", name_);
-    toldReason_.clear();
 }
 
 } // namespace brindle::tallyd

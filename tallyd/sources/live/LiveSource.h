@@ -42,7 +42,7 @@ class LiveSource final : public Source {
     // Of the thread, once started.
     std::unique_ptr<SourceReader> reader_;
     tl::expected<void, std::string> opened_;
-    std::string toldReason_; ///< why it waits, as last logged; empty while it reads
+    bool isWaitTold_ = false; ///< in the log, since it last read
 
     std::thread thread_;
 };

@@ -3,6 +3,7 @@
 
 #include "tallyd/sources/capture/CaptureDevices.h"
 #include "tallyd/sources/live/LiveSource.h"
+#include "tallyd/sources/pflog/PflogDecoder.h"
 #include "tests/tallyd/sources/RecordingSink.h"
 #include "tests/tallyd/sources/capture/NetworkNamespace.h"
 
@@ -113,6 +114,32 @@ TEST_F(LiveCaptureTest, ATakenGroupIsWaitedFor) {
     sink.waitForRecords(1);
     source.reset();
     EXPECT_TRUE(openNflogGroup(5)) << "a source that ended leaves its group";
+}
+
+TEST_F(LiveCaptureTest, AnInterfaceMayGoAndComeAgain) {
+    // The kernel here has no pf: any interface that can go stands in for its log.
+    const auto add = [] { return NetworkNamespace::run("ip link add log0 up type bridge"); };
+    if (!add())
+        GTEST_SKIP() << "the kernel has no bridges";
+    RecordingSink sink(kDrop);
+    auto source = std::make_unique<LiveSource>(
+        "pflog:log0", std::make_unique<LiveCapture>([]() -> tl::expected<OpenCapture, std::string> {
+            char reason[PCAP_ERRBUF_SIZE] = "";
+            PcapHandle handle(pcap_open_live("log0", 1024, 0, 20, reason));
+            if (!handle)
+                return tl::unexpected(std::string(reason));
+            pcap_setnonblock(handle.get(), 1, reason);
+            return OpenCapture{std::move(handle), std::make_unique<PflogDecoder>()};
+        }),
+        20ms);
+    source->start(sink);
+    for (int round = 0; round < 2; ++round) {
+        sink.waitForState("running");
+        ASSERT_TRUE(NetworkNamespace::run("ip link del log0"));
+        sink.waitForState("waiting: ");
+        ASSERT_TRUE(add());
+    }
+    sink.waitForState("running");
 }
 
 TEST_F(LiveCaptureTest, AnInterfaceThatIsNotThereOrNotPfsIsNamed) {

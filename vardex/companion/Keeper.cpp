@@ -4,6 +4,7 @@
 #include "vardex/guard/AddressGuard.h"
 #include "vardex/guard/MachineAddresses.h"
 
+#include <algorithm>
 #include <ctime>
 #include <utility>
 
@@ -45,6 +46,10 @@ std::string Keeper::refusalOf(const BlackListEntry& entry) const {
     }
     const auto found = refused_.find(entry.block.text());
     return found == refused_.end() ? std::string() : found->second;
+}
+
+bool Keeper::isBlocked(const BlackListEntry& entry) const {
+    return std::binary_search(blocked_.begin(), blocked_.end(), entry.block);
 }
 
 void Keeper::load() {
@@ -108,12 +113,23 @@ void Keeper::apply() {
     if (!applyAgain_) {
         standing_ = Standing::applying;
         reason_.clear();
+        given_.clear();
+        for (const BlackListEntry& entry : list_) {
+            given_.push_back(entry.block);
+        }
         applier_.apply(QByteArray::fromStdString(applyText(list_)));
     }
     emit changed();
 }
 
 void Keeper::applied(const ApplyOutcome& outcome) {
+    if (outcome.applied) {
+        blocked_ = std::move(given_);
+        std::erase_if(blocked_, [&outcome](const AddressBlock& block) {
+            return outcome.refused.contains(block.text());
+        });
+        std::sort(blocked_.begin(), blocked_.end());
+    }
     if (applyAgain_ && outcome.applied) {
         apply();
         return;

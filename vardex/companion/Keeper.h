@@ -33,7 +33,7 @@ class Keeper final : public QObject {
         notApplied, ///< `reason` says why
     };
 
-    /// `applyCommand`: see Applier.
+    /// `applyCommand`: see Applier. `worker`: a serial queue.
     Keeper(BlackListFile file, QStringList applyCommand,
            std::shared_ptr<platform::DispatchQueue> worker,
            std::shared_ptr<platform::DispatchQueue> main);
@@ -47,8 +47,10 @@ class Keeper final : public QObject {
     QString reason() const { return reason_; }
     /// About the file; empty when all is well.
     QString warning() const { return warning_; }
-    /// Why an entry is not in the packet filter although the list is; empty for those that are.
+    /// Why the packet filter is not to have an entry; empty for those it is to have.
     std::string refusalOf(const BlackListEntry& entry) const;
+    /// It was on the list that was applied last, and not refused then.
+    bool isBlocked(const BlackListEntry& entry) const;
 
     void add(std::vector<AddressBlock> blocks, Insistence insistence);
     void remove(std::vector<AddressBlock> blocks);
@@ -80,6 +82,8 @@ class Keeper final : public QObject {
 
     BlackList list_;
     std::map<std::string, std::string> refused_; ///< reasons by address
+    std::vector<AddressBlock> given_;            ///< to the helper that runs
+    std::vector<AddressBlock> blocked_;          ///< sorted
     Standing standing_ = Standing::unknown;
     QString reason_;
     QString warning_;

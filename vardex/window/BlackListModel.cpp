@@ -84,14 +84,11 @@ QString BlackListModel::stateText(const BlackListEntry& one) const {
     if (const std::string reason = keeper_.refusalOf(one); !reason.empty()) {
         return tr("Refused: %1").arg(QString::fromStdString(reason));
     }
-    switch (keeper_.standing()) {
-    case Keeper::Standing::applied:
+    if (keeper_.isBlocked(one)) {
         return tr("Blocked");
-    case Keeper::Standing::applying:
-        return tr("Being applied");
-    default:
-        return tr("Not applied");
     }
+    return keeper_.standing() == Keeper::Standing::applying ? tr("Being applied")
+                                                            : tr("Not applied");
 }
 
 void BlackListModel::follow() {

@@ -18,6 +18,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSaveFile>
+#include <QStyle>
 #include <QVBoxLayout>
 
 namespace brindle::vardex {
@@ -102,6 +103,9 @@ QWidget* BlackListWindow::makeStandingBar() {
     }
     apply_->setText(tr("Apply"));
     connect(apply_, &QPushButton::clicked, &keeper_, &Keeper::apply);
+    const int size = style()->pixelMetric(QStyle::PM_SmallIconSize);
+    warningSign_->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(size));
+    line->addWidget(warningSign_);
     line->addWidget(standing_, 1);
     line->addWidget(apply_);
     layout->addLayout(line);
@@ -211,7 +215,9 @@ void BlackListWindow::showStanding() {
         text += ' ' + (refused == 1 ? tr("1 was refused.") : tr("%1 were refused.").arg(refused));
     }
     standing_->setText(text);
-    apply_->setVisible(keeper_.standing() == Keeper::Standing::notApplied);
+    const bool isNotApplied = keeper_.standing() == Keeper::Standing::notApplied;
+    warningSign_->setVisible(isNotApplied);
+    apply_->setVisible(isNotApplied);
     QStringList problems{keeper_.warning(), told_};
     problems.removeAll(QString());
     problem_->setText(problems.join('\n'));

@@ -82,6 +82,7 @@ class BlackListWindow final : public QMainWindow {
     BlackListOrder order_;
     QTableView* const table_ = new QTableView(this);
     QLineEdit* const search_ = new QLineEdit(this);
+    QLabel* const warningSign_ = new QLabel(this);
     QLabel* const standing_ = new QLabel(this);
     QLabel* const problem_ = new QLabel(this);
     QPushButton* const apply_ = new QPushButton(this);

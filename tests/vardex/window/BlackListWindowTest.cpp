@@ -46,7 +46,7 @@ class BlackListWindowTest : public testing::Test {
                                                       "cat > '" + path("input") + "'; cat '" +
                                                           path("errors") + "' >&2; exit $(cat '" +
                                                           path("status") + "')"},
-                                          queues.global, queues.main);
+                                          platform::makeSerialQueue("list"), queues.main);
         nations = std::make_unique<NationFinder>(path("nations.plist").toStdString(), 1.0,
                                                  queues.global, queues.main);
         window = std::make_unique<BlackListWindow>(*keeper, *nations, pictures, QString());
@@ -172,6 +172,12 @@ TEST_F(BlackListWindowTest, SaysThatItIsNotAppliedAndWhy) {
             QTest::mouseClick(button, Qt::LeftButton);
     ASSERT_TRUE(settled());
     EXPECT_EQ(text("standing"), "5 entries are blocked.");
+    // What was applied stays blocked, whatever becomes of later changes.
+    answer(1, "not applied: Operation not permitted\n");
+    add({"198.51.100.1"});
+    table->sortByColumn(BlackListModel::Address, Qt::AscendingOrder);
+    EXPECT_THAT(column(BlackListModel::State),
+                ElementsAre("Not applied", "Blocked", "Blocked", "Blocked", "Blocked", "Blocked"));
 }
 
 TEST_F(BlackListWindowTest, WhatCutsTheMachineOffIsAskedTwice) {

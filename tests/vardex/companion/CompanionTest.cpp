@@ -62,7 +62,8 @@ class Vardex : public testing::Test {
         ASSERT_TRUE(QFile::copy(VARDEX, program()));
         script(app.filePath("contents/companions/brindle/brindle"),
                "echo \"$# $* [$BRINDLE_NATIONS_DB] [$HANDED_ON]\" >> '" + path("viewer") +
-                   "'\nwhile [ ! -e '" + path("viewer-end") + "' ]; do sleep 0.05; done\n");
+                   "'\nwhile [ -e '" + path("status") + "' ] && [ ! -e '" + path("viewer-end") +
+                   "' ]; do sleep 0.05; done\n");
         answer(0, "");
         script(app.filePath("vardex-apply"), "cat > '" + path("input") + "'\ncat '" +
                                                  path("errors") + "' >&2\nmv '" + path("input") +

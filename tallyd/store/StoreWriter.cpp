@@ -125,7 +125,7 @@ StoreWriter::append(std::span<const std::vector<PacketRecord>> chunks,
                 insert(++lastSequence, record);
             rows += static_cast<std::int64_t>(chunk.size());
         }
-        tallies_.add(chunks);
+        tallies_.add(chunks, lastSequence);
         for (const auto& [source, position] : positions) {
             writePosition_.bindText(1, source);
             writePosition_.bindText(2, position);

@@ -3,10 +3,10 @@
 // What the tally tables mean, for the two who use them: TallyWriter and TallyReader.
 //
 // tally_runs    each hour of each flags value: one or more runs whose counts, added up, are those
-//               of the hour's records. Keys: local address, remote address, port.
-// tally_days    the days whose hours were rolled up, each order by itself. A day leaves it, with
-// its
-//               counts, in the transaction that changes one of its hours.
+//               of the hour's records. Keys: local address, remote address, port. `run` is the
+//               last sequence number among the records that it counts, or larger.
+// tally_days    the days whose hours were rolled up, each order by itself. A day leaves it, and its
+//               counts go, in the transaction that changes one of its hours.
 // tally_day_counts   such a day's counts, in chunks that can be found by their first key.
 //
 // Hours and days are counted from 1970, UTC. `flags` is that of the records: 1 for block, 2 for

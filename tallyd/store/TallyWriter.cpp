@@ -12,8 +12,13 @@ namespace {
 
 /// A commit makes no run of more entries than this out of smaller ones: it is not to be held up.
 constexpr std::size_t kMostMergedEntries = 65536;
+/// Nor does a purge write more anew than this. Records that came in the order of their times are
+/// counted by a few runs; only where they lie in many may this be too little.
+constexpr std::size_t kMostRewrittenEntries = 8 * kMostMergedEntries;
 /// Entries of a day's counts in one chunk: what is read to find one key.
 constexpr std::size_t kChunkEntries = 2048;
+/// Records that are in none of an hour's runs by their numbers.
+constexpr std::int64_t kNoRun = -1;
 /// A day is left alone for a while after its end: its last records may be on their way.
 constexpr std::int64_t kSettlingMicros = 600'000'000;
 /// How many entries of hours are held while everything is counted anew.
@@ -29,6 +34,10 @@ TallyWriter::TallyWriter(sqlite::Connection& connection)
     : lastRun_(connection, "SELECT run, entries, data FROM tally_runs "
                            "WHERE flags = ? AND hour = ? ORDER BY run DESC LIMIT 1"),
       hourRuns_(connection, "SELECT data FROM tally_runs WHERE flags = ? AND hour = ?"),
+      runNumbers_(connection,
+                  "SELECT run FROM tally_runs WHERE flags = ? AND hour = ? ORDER BY run"),
+      oneRun_(connection,
+              "SELECT entries, data FROM tally_runs WHERE flags = ? AND hour = ? AND run = ?"),
       nextHour_(connection, "SELECT hour FROM tally_runs WHERE flags = ? AND hour >= ? "
                             "ORDER BY hour LIMIT 1"),
       insertRun_(connection, "INSERT INTO tally_runs VALUES (?, ?, ?, ?, ?)"),
@@ -44,7 +53,7 @@ TallyWriter::TallyWriter(sqlite::Connection& connection)
                     "DELETE FROM tally_day_counts WHERE flags = ? AND sorted = ? AND day = ?"),
       firstDay_(connection,
                 "SELECT day FROM tally_days WHERE flags = ? AND sorted = ? ORDER BY day LIMIT 1"),
-      recordsUpTo_(connection, "SELECT time, flags, src, dst, dstport FROM records "
+      recordsUpTo_(connection, "SELECT seq, flags, src, dst, dstport FROM records "
                                "WHERE time >= ? AND (time, seq) <= (?, ?)"),
       allRecords_(connection, "SELECT time, flags, src, dst, dstport FROM records "
                               "ORDER BY time, seq"),
@@ -61,7 +70,8 @@ void TallyWriter::Sorter::add(std::int64_t timeMicros, std::int64_t flags, const
     last.entries->push_back({out ? src : dst, out ? dst : src, dstport, count});
 }
 
-void TallyWriter::add(std::span<const std::vector<PacketRecord>> chunks) {
+void TallyWriter::add(std::span<const std::vector<PacketRecord>> chunks,
+                      std::int64_t lastSequence) {
     Sorter sorter;
     for (const auto& chunk : chunks)
         for (const PacketRecord& record : chunk)
@@ -69,7 +79,7 @@ void TallyWriter::add(std::span<const std::vector<PacketRecord>> chunks) {
                        (record.action == Action::block ? 1 : 0) |
                            (record.direction == Direction::out ? 2 : 0),
                        record.src, record.dst, record.dstport, 1);
-    store(sorter.entries);
+    store(sorter.entries, lastSequence);
 }
 
 void TallyWriter::takeBack(std::int64_t timeMicros, std::int64_t sequence) {
@@ -84,7 +94,10 @@ void TallyWriter::takeBack(std::int64_t timeMicros, std::int64_t sequence) {
                 forgetDay(flags, order, *day);
     }
     // Of the hour of the last one some may stay.
-    Sorter sorter;
+    std::array<std::vector<std::int64_t>, kFlagsValues> numbers;
+    for (int flags = 0; flags < kFlagsValues; ++flags)
+        numbers[static_cast<std::size_t>(flags)] = runNumbers({flags, border});
+    std::array<std::map<std::int64_t, std::vector<Entry>>, kFlagsValues> parts;
     {
         sqlite::StatementReset reset(recordsUpTo_);
         recordsUpTo_.bind(1, border < hourOf(std::numeric_limits<std::int64_t>::min()) + 1
@@ -92,13 +105,76 @@ void TallyWriter::takeBack(std::int64_t timeMicros, std::int64_t sequence) {
                                  : border * kHourMicros);
         recordsUpTo_.bind(2, timeMicros);
         recordsUpTo_.bind(3, sequence);
-        while (recordsUpTo_.step())
-            sorter.add(recordsUpTo_.integer(0), recordsUpTo_.integer(1),
-                       IpAddress::fromBytes(recordsUpTo_.bytes(2)),
-                       IpAddress::fromBytes(recordsUpTo_.bytes(3)),
-                       static_cast<std::uint16_t>(recordsUpTo_.integer(4)), -1);
+        while (recordsUpTo_.step()) {
+            const auto flags = static_cast<int>(recordsUpTo_.integer(1) & (kFlagsValues - 1));
+            const auto index = static_cast<std::size_t>(flags);
+            const auto number = std::ranges::lower_bound(numbers[index], recordsUpTo_.integer(0));
+            auto& part = parts[index][number == numbers[index].end() ? kNoRun : *number];
+            const IpAddress src = IpAddress::fromBytes(recordsUpTo_.bytes(2));
+            const IpAddress dst = IpAddress::fromBytes(recordsUpTo_.bytes(3));
+            const bool out = isOutbound(flags);
+            part.push_back({out ? src : dst, out ? dst : src,
+                            static_cast<std::uint16_t>(recordsUpTo_.integer(4)), -1});
+        }
     }
-    store(sorter.entries);
+    for (int flags = 0; flags < kFlagsValues; ++flags)
+        takeOut(flags, border, std::move(parts[static_cast<std::size_t>(flags)]));
+}
+
+/// By the numbers of their runs. Any run may be told that records are gone: what matters is the sum
+/// of all. But only the run that counted them gets smaller by it.
+void TallyWriter::takeOut(int flags, std::int64_t hour,
+                          std::map<std::int64_t, std::vector<Entry>> parts) {
+    std::vector<Entry> rest;
+    std::size_t left = kMostRewrittenEntries;
+    for (auto& [number, entries] : parts) {
+        const auto rewritten = number == kNoRun
+                                   ? std::nullopt
+                                   : takeOutOf({flags, hour}, number, sortedRun(entries), left);
+        if (rewritten)
+            left -= *rewritten;
+        else
+            rest.insert(rest.end(), entries.begin(), entries.end());
+    }
+    if (!rest.empty())
+        addRun({flags, hour}, 0, sortedRun(rest));
+}
+
+std::vector<std::int64_t> TallyWriter::runNumbers(const Hour& hour) {
+    std::vector<std::int64_t> numbers;
+    sqlite::StatementReset reset(runNumbers_);
+    runNumbers_.bind(1, hour.first);
+    runNumbers_.bind(2, hour.second);
+    while (runNumbers_.step())
+        numbers.push_back(runNumbers_.integer(0));
+    return numbers;
+}
+
+/// How many entries the run had; nothing when they are more than `mostEntries`.
+std::optional<std::size_t> TallyWriter::takeOutOf(const Hour& hour, std::int64_t number,
+                                                  TallyRun taken, std::size_t mostEntries) {
+    std::size_t before = 0;
+    std::vector<std::vector<std::uint8_t>> both;
+    {
+        sqlite::StatementReset reset(oneRun_);
+        oneRun_.bind(1, hour.first);
+        oneRun_.bind(2, hour.second);
+        oneRun_.bind(3, number);
+        if (!oneRun_.step())
+            return std::nullopt;
+        before = static_cast<std::size_t>(oneRun_.integer(0));
+        if (before > mostEntries)
+            return std::nullopt;
+        const auto data = oneRun_.bytes(1);
+        both.emplace_back(data.begin(), data.end());
+    }
+    both.push_back(std::move(taken.data));
+    deleteRun_.bind(1, hour.first);
+    deleteRun_.bind(2, hour.second);
+    deleteRun_.bind(3, number);
+    deleteRun_.run();
+    insertRun(hour, number, mergeRuns(both));
+    return before;
 }
 
 void TallyWriter::countAll() {
@@ -111,38 +187,43 @@ void TallyWriter::countAll() {
                    IpAddress::fromBytes(allRecords_.bytes(3)),
                    static_cast<std::uint16_t>(allRecords_.integer(4)), 1);
         if (++held == kMostSortedRecords) {
-            store(sorter.entries);
+            store(sorter.entries, 0);
             sorter = {};
             held = 0;
         }
     }
-    store(sorter.entries);
+    store(sorter.entries, 0);
 }
 
-void TallyWriter::store(Entries& entries) {
+TallyRun TallyWriter::sortedRun(std::vector<Entry>& entries) {
     const auto place = [](const Entry& entry) {
         return std::tie(entry.local, entry.remote, entry.port);
     };
+    std::ranges::sort(entries, {}, place);
+    RunWriter writer;
+    for (auto first = entries.begin(); first != entries.end();) {
+        std::int64_t count = 0;
+        auto next = first;
+        for (; next != entries.end() && place(*next) == place(*first); ++next)
+            count += next->count;
+        writer.add(TallyKey().add(first->local).add(first->remote).add(first->port), count);
+        first = next;
+    }
+    return writer.take();
+}
+
+void TallyWriter::store(Entries& entries, std::int64_t lastSequence) {
     for (auto& [hour, list] : entries) {
-        std::ranges::sort(list, {}, place);
-        RunWriter writer;
-        for (auto first = list.begin(); first != list.end();) {
-            std::int64_t count = 0;
-            auto next = first;
-            for (; next != list.end() && place(*next) == place(*first); ++next)
-                count += next->count;
-            writer.add(TallyKey().add(first->local).add(first->remote).add(first->port), count);
-            first = next;
-        }
-        addRun(hour, writer.take());
+        addRun(hour, lastSequence, sortedRun(list));
         for (const TallyOrder order : kTallyOrders)
             forgetDay(hour.first, order, dayOfHour(hour.second));
     }
 }
 
-void TallyWriter::addRun(const Hour& hour, TallyRun run) {
-    std::int64_t number = 0;
+/// The run gets the number, or the next one that is free.
+void TallyWriter::addRun(const Hour& hour, std::int64_t number, TallyRun run) {
     for (;;) {
+        std::int64_t last = 0;
         std::vector<std::vector<std::uint8_t>> both;
         {
             sqlite::StatementReset reset(lastRun_);
@@ -150,19 +231,20 @@ void TallyWriter::addRun(const Hour& hour, TallyRun run) {
             lastRun_.bind(2, hour.second);
             if (!lastRun_.step())
                 break;
-            number = lastRun_.integer(0);
+            last = lastRun_.integer(0);
             const auto entries = static_cast<std::size_t>(lastRun_.integer(1));
             if (entries > 2 * run.entries || entries + run.entries > kMostMergedEntries) {
-                ++number;
+                number = std::max(number, last + 1);
                 break;
             }
             const auto data = lastRun_.bytes(2);
             both.emplace_back(data.begin(), data.end());
         }
         both.push_back(std::move(run.data));
+        number = std::max(number, last);
         deleteRun_.bind(1, hour.first);
         deleteRun_.bind(2, hour.second);
-        deleteRun_.bind(3, number);
+        deleteRun_.bind(3, last);
         deleteRun_.run();
         run = mergeRuns(both);
     }
@@ -249,12 +331,16 @@ TallyRun TallyWriter::wholeHour(const Hour& hour) {
         return {};
     if (runs.size() == 1)
         return {.data = std::move(runs[0])};
-    // What runs tell apart, and what some take back, is done with once the hour is over.
     TallyRun whole = mergeRuns(runs);
+    // What is purged from a run writes it anew: it stays of a size for that.
+    if (whole.entries > kMostMergedEntries)
+        return whole;
+    // What runs tell apart, and what some take back, is done with once the hour is over.
+    const std::int64_t number = runNumbers(hour).back();
     deleteHour_.bind(1, hour.first);
     deleteHour_.bind(2, hour.second);
     deleteHour_.run();
-    insertRun(hour, 0, whole);
+    insertRun(hour, number, whole);
     return whole;
 }
 

@@ -2,8 +2,10 @@
 //
 // Keeps the tallies equal to the records, on the store's writing connection and within its
 // transactions. What a batch adds to an hour becomes one small run; a new run takes earlier ones of
-// its size in, so that an hour has few of them however often it is added to. Days that are over are
-// rolled up when there is time. Owned by the StoreWriter, its thread; throws sqlite::Error.
+// its size in, so that an hour has few of them however often it is added to. A run is numbered by
+// the last record in it, so that what is purged is taken out of the run that counted it, and the
+// runs go with their records. Days that are over are rolled up when there is time. Owned by the
+// StoreWriter, its thread; throws sqlite::Error.
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
@@ -25,8 +27,8 @@ class TallyWriter {
   public:
     explicit TallyWriter(sqlite::Connection& connection);
 
-    /// Counts records that the caller's transaction stores.
-    void add(std::span<const std::vector<PacketRecord>> chunks);
+    /// Counts records that the caller's transaction stores; the last of them gets `lastSequence`.
+    void add(std::span<const std::vector<PacketRecord>> chunks, std::int64_t lastSequence);
 
     /// Takes back the records up to and including the one at that time and sequence number, all
     /// that are stored before it included. Called while they still are.
@@ -65,8 +67,13 @@ class TallyWriter {
         std::array<Last, 4> last_;
     };
 
-    void store(Entries& entries);
-    void addRun(const Hour& hour, TallyRun run);
+    static TallyRun sortedRun(std::vector<Entry>& entries);
+    void store(Entries& entries, std::int64_t lastSequence);
+    void addRun(const Hour& hour, std::int64_t number, TallyRun run);
+    void takeOut(int flags, std::int64_t hour, std::map<std::int64_t, std::vector<Entry>> parts);
+    std::vector<std::int64_t> runNumbers(const Hour& hour);
+    std::optional<std::size_t> takeOutOf(const Hour& hour, std::int64_t number, TallyRun taken,
+                                         std::size_t mostEntries);
     void insertRun(const Hour& hour, std::int64_t number, const TallyRun& run);
     void forgetDay(int flags, TallyOrder order, std::int64_t day);
     std::optional<std::int64_t> firstRolledUpDay(int flags, TallyOrder order);
@@ -79,6 +86,8 @@ class TallyWriter {
 
     sqlite::Statement lastRun_;
     sqlite::Statement hourRuns_;
+    sqlite::Statement runNumbers_;
+    sqlite::Statement oneRun_;
     sqlite::Statement nextHour_;
     sqlite::Statement insertRun_;
     sqlite::Statement deleteRun_;

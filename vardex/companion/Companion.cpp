@@ -34,7 +34,7 @@ void Companion::start(const std::vector<std::string>& texts) {
     observations_.push_back(
         broadcasts_.receiveHandOvers(kOwnName, [this](const std::vector<std::string>& handed) {
             if (const auto arguments = Arguments::parse(handed)) {
-                obey(*arguments);
+                obeyOnceBegun(*arguments);
             }
         }));
     observations_.push_back(
@@ -74,11 +74,24 @@ void Companion::begin(const std::vector<std::string>& texts) {
     if (const auto arguments = Arguments::parse(texts)) {
         obey(*arguments);
     }
+    for (const Arguments& arguments : std::exchange(waiting_, {})) {
+        obey(arguments);
+    }
+}
+
+void Companion::obeyOnceBegun(const Arguments& arguments) {
+    // Others may see that the name is ours before we have heard of it.
+    if (begun_) {
+        obey(arguments);
+    } else {
+        waiting_.push_back(arguments);
+    }
 }
 
 void Companion::obey(const Arguments& arguments) {
-    ending_ = false;
-    blackList(arguments.blackList);
+    if (!arguments.blackList.empty()) {
+        blackList(arguments.blackList);
+    }
     if (!arguments.hidden) {
         window_.present();
     }
@@ -99,9 +112,6 @@ void Companion::openViewer() {
 }
 
 void Companion::blackList(const std::vector<std::string>& addresses) {
-    if (!begun_) {
-        return;
-    }
     ReadBlocks read = blocksOfTexts(addresses);
     QString problem;
     if (const std::size_t count = read.notUnderstood.size(); count > 0) {

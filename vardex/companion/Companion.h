@@ -55,6 +55,7 @@ class Companion final : public QObject {
   private:
     void begin(const std::vector<std::string>& texts);
     void obey(const Arguments& arguments);
+    void obeyOnceBegun(const Arguments& arguments);
     void blackList(const std::vector<std::string>& addresses);
     void listChanged();
 
@@ -63,6 +64,7 @@ class Companion final : public QObject {
     BrindleProcess& viewer_;
     const CompanionWindow window_;
     std::vector<std::unique_ptr<platform::Observation>> observations_;
+    std::vector<Arguments> waiting_; ///< came before it was known that we are the one companion
     bool begun_ = false;
     bool viewerIsOnBus_ = false;
     bool asked_ = false;  ///< addresses came from outside, and their fate is not known yet

@@ -41,7 +41,7 @@ Keeper::~Keeper() {
 }
 
 std::string Keeper::refusalOf(const BlackListEntry& entry) const {
-    if (entry.insistence == Insistence::insisted) {
+    if (refused_.empty() || entry.insistence == Insistence::insisted) {
         return {};
     }
     const auto found = refused_.find(entry.block.text());

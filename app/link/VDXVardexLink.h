@@ -40,7 +40,7 @@ class VDXVardexLink final : public FirewallLink {
     void blackListAddresses(std::vector<std::string> addresses) override;
 
     /// Posts the addresses in their order, whether Vardex runs or not.
-    void sendAddresses(std::vector<std::string> addresses);
+    void sendAddresses(std::vector<std::string> addresses) override;
 
     bool isFirewallAppRunning() const;
 

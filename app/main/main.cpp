@@ -11,8 +11,10 @@
 #include "app/images/KVImageFX.h"
 #include "app/images/PictureIcon.h"
 #include "app/images/PictureStore.h"
+#include "app/link/VDXVardexLink.h"
 #include "app/lists/ListWindow.h"
 #include "app/logs/VDXLogsWindowController.h"
+#include "app/stats/StatisticsWindow.h"
 #include "app/trace/Trace.h"
 #include "app/trace/TracedApplication.h"
 #include "core/annotate/PortNameTable.h"
@@ -21,6 +23,7 @@
 #include "core/exclusions/StoredExclusions.h"
 #include "core/geo/NationsDatabase.h"
 #include "core/geo/VDXNationInfo.h"
+#include "platform/broadcast/BroadcastCenter.h"
 #include "platform/connection/UnixSocket.h"
 #include "platform/defaults/DefaultsFile.h"
 #include "platform/identity/Accounts.h"
@@ -35,6 +38,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -159,8 +163,18 @@ int main(int argc, char** argv) {
                        .names = context.names,
                        .nationInfo = std::shared_ptr<VDXNationInfo>(nations, &nations->info)};
 
+    const auto broadcasts = platform::makeBroadcastCenter(queues.main);
+    broadcasts->own(VDXVardexLink::kBrindleName, {});
+    VDXVardexLink link(*broadcasts, writeConsoleLine,
+                       QCoreApplication::applicationDirPath().toStdString());
+    const auto quitting = link.observeQuitting([] { QApplication::quit(); });
+    context.link = &link;
+
     context.makeListWindow = [&context](const ListOpening& opening) {
         return makeListWindow(context, opening);
+    };
+    context.makeStatisticsWindow = [&context](StatisticsOpening opening) {
+        return makeStatisticsWindow(context, std::move(opening));
     };
     context.makeExclusionsWindow = [&context, &exclusions] {
         return makeExclusionsWindow(context, exclusions);

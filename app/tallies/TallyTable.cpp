@@ -12,6 +12,8 @@
 #include <QPainter>
 #include <QScrollBar>
 
+#include <algorithm>
+
 namespace brindle {
 namespace {
 
@@ -148,11 +150,17 @@ void TallyTable::measure() {
                               ? 0
                               : titleMetrics.horizontalAdvance(toQString(info.title)) +
                                     2 * TallyDelegate::kCellMargin + kSortArrowWidth;
-        setColumnWidth(section, qMax(texts, title));
+        const int fewest = info.elastic ? fewestCharacters() : 0;
+        setColumnWidth(section, std::max({texts, title, fewest}));
     }
     measuring_ = false;
-    comfortableWidth_ = horizontalHeader()->length() + verticalScrollBar()->sizeHint().width();
+    comfortableWidth_ =
+        horizontalHeader()->length() + verticalScrollBar()->sizeHint().width() + 2 * frameWidth();
     shareWidth();
+}
+
+int TallyTable::fewestCharacters() const {
+    return fontMetrics().averageCharWidth() * kFewestCharacters;
 }
 
 /// Elastic columns take what is left of the width, or give what is missing.
@@ -164,8 +172,7 @@ void TallyTable::shareWidth() {
         if (!describe(tallyModel()->columnAt(section)).elastic)
             continue;
         const int others = horizontalHeader()->length() - columnWidth(section);
-        setColumnWidth(section, qMax(fontMetrics().averageCharWidth() * kFewestCharacters,
-                                     viewport()->width() - others));
+        setColumnWidth(section, qMax(fewestCharacters(), viewport()->width() - others));
     }
     measuring_ = false;
 }

@@ -58,6 +58,7 @@ class TallyTable : public QTableView {
   private:
     void selectForMenu(const QPoint& position);
     void measure();
+    int fewestCharacters() const;
     void shareWidth();
 
     QMenu* menu_ = nullptr;

@@ -74,7 +74,7 @@ tl::expected<void, std::string> writeCapture(const CaptureOptions& options,
     if (!file)
         return failure();
 
-    Traffic traffic(options.seed, options.addresses);
+    Traffic traffic(options.seed, options.addresses, options.remote);
     Random clock(~options.seed);
     Bytes bytes(options.order);
     Bytes packet(options.order);

@@ -6,6 +6,8 @@
 //     writeCapture({.kind = CaptureKind::freebsd, .count = 1000}, "freebsd.pcap");
 #pragma once
 
+#include "bench/captures/Traffic.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -47,6 +49,7 @@ struct CaptureOptions {
     /// their first bits: with tens of thousands in the few networks that are free to use here it
     /// gets far slower than on real logs, and is no measure any more.
     std::uint64_t addresses = 2000;
+    Traffic::Remote remote = Traffic::Remote::documentation;
     FileOrder order = FileOrder::littleEndian;
     Precision precision = Precision::microseconds;
 };

@@ -29,6 +29,18 @@ IpAddress v4(std::uint32_t number) {
     return IpAddress::fromBytes(bytes);
 }
 
+/// An address of a network that anybody may have been given.
+std::uint32_t worldwide(std::uint64_t rank) {
+    for (std::uint64_t attempt = rank + 1;; attempt += Traffic::kMostAddresses) {
+        const auto number = static_cast<std::uint32_t>(mix(attempt) >> 32);
+        const std::uint32_t first = number >> 24;
+        // The first numbers below which something is private, special, multicast or reserved.
+        constexpr std::uint32_t kSpecial[] = {0, 10, 100, 127, 169, 172, 192, 198, 203};
+        if (first < 224 && std::ranges::find(kSpecial, first) == std::end(kSpecial))
+            return number;
+    }
+}
+
 /// An address below 2001:db8::/32.
 IpAddress v6(std::uint32_t subnet, std::uint64_t host) {
     std::array<std::uint8_t, 16> bytes{0x20, 0x01, 0x0d, 0xb8};
@@ -57,7 +69,8 @@ std::uint64_t Random::skewedBelow(std::uint64_t count) {
     }
 }
 
-Traffic::Traffic(std::uint64_t seed, std::uint64_t addresses) : random_(seed) {
+Traffic::Traffic(std::uint64_t seed, std::uint64_t addresses, Remote remote)
+    : random_(seed), remote_(remote) {
     addresses = std::clamp<std::uint64_t>(addresses, 5, kMostAddresses);
     remoteV6_ = addresses / 5;
     remoteV4_ = addresses - remoteV6_;
@@ -69,6 +82,8 @@ IpAddress Traffic::remoteAddress(bool isV6) {
         return v6(static_cast<std::uint32_t>(mix(rank) | 0x00010000), mix(~rank));
     }
     const std::uint64_t rank = random_.skewedBelow(remoteV4_);
+    if (remote_ == Remote::worldwide)
+        return v4(worldwide(rank));
     constexpr std::uint32_t kDocumentation[] = {0xC0000200, 0xC6336400, 0xCB007100};
     if (rank < 600) // neighbouring ranks in different networks
         return v4(kDocumentation[rank % 3] + static_cast<std::uint32_t>((rank * 73 + 5) % 256));

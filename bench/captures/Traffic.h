@@ -2,7 +2,8 @@
 //
 // Made-up packet filter traffic with the skew of real logs: few addresses and ports take most of
 // the packets, most of what comes in is blocked. The same seed gives the same packets on every
-// machine. Only addresses of the documentation, benchmarking and private ranges. One thread.
+// machine. Only addresses of the documentation, benchmarking and private ranges, unless addresses
+// of the whole world are asked for. One thread.
 //
 //     Traffic traffic(7, 2000);
 //     LoggedPacket packet = traffic.next();
@@ -55,8 +56,12 @@ class Traffic {
   public:
     static constexpr std::uint64_t kMostAddresses = 150'000;
 
+    /// Where remote IPv4 addresses lie. Those of the world are drawn blindly; they are for looking
+    /// at what the viewer says of them.
+    enum class Remote { documentation, worldwide };
+
     /// `addresses`: distinct remote ones at the most, one of five IPv6, up to kMostAddresses.
-    Traffic(std::uint64_t seed, std::uint64_t addresses);
+    Traffic(std::uint64_t seed, std::uint64_t addresses, Remote remote = Remote::documentation);
 
     LoggedPacket next();
 
@@ -67,6 +72,7 @@ class Traffic {
     void chooseRule(LoggedPacket& packet);
 
     Random random_;
+    const Remote remote_;
     std::uint64_t remoteV4_;
     std::uint64_t remoteV6_;
 };

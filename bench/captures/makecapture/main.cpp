@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
     std::string precision = "us";
     std::string path;
     bool swapped = false;
+    bool worldwide = false;
     CaptureOptions options;
 
     constexpr const char* kEveryKind = "mixed-per-kind";
@@ -36,6 +37,7 @@ int main(int argc, char** argv) {
     app.add_option("--seed", options.seed, "Other traffic of the same nature");
     app.add_option("--addresses", options.addresses, "Distinct remote addresses at the most")
         ->check(CLI::Range(5, 150'000));
+    app.add_flag("--worldwide", worldwide, "Remote addresses of any network, drawn blindly");
     app.add_option("--start", options.start, "Time of the first packet, seconds since 1970");
     app.add_option("--span", options.span, "Seconds that the packets are spread over")
         ->check(CLI::NonNegativeNumber);
@@ -45,6 +47,7 @@ int main(int argc, char** argv) {
     app.add_option("OUT", path, "The file; the folder for mixed-per-kind")->required();
     CLI11_PARSE(app, argc, argv);
 
+    options.remote = worldwide ? Traffic::Remote::worldwide : Traffic::Remote::documentation;
     options.order = swapped ? FileOrder::bigEndian : FileOrder::littleEndian;
     options.precision = precision == "ns" ? Precision::nanoseconds : Precision::microseconds;
     if (kind == kEveryKind) {

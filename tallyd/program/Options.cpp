@@ -4,6 +4,7 @@
 #include "platform/connection/UnixSocket.h"
 #include "tallyd/sources/SourceSpec.h"
 
+#include <set>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -34,9 +35,14 @@ tl::expected<ServeOptions, std::string> serveOptions(const Configuration& given,
                                    : platform::daemonSocketPath();
     options.sources =
         (given.sources ? given.sources : file.sources).value_or(std::vector<std::string>());
-    for (const std::string& source : options.sources)
+    std::set<std::string> named;
+    for (const std::string& source : options.sources) {
         if (const auto plan = parseSourceSpec(source); !plan)
             return tl::unexpected(plan.error());
+        // Each would store every record once more, and they would share a place.
+        if (!named.insert(source).second)
+            return tl::unexpected(fmt::format("source \"{}\": is named twice", source));
+    }
     options.limits = file.limits;
     return options;
 }

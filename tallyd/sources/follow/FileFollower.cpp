@@ -20,9 +20,11 @@ constexpr std::size_t kBufferBytes = 256 * 1024;
 
 FileFollower::FileFollower(std::string path) : path_(std::move(path)), buffer_(kBufferBytes) {}
 
-tl::expected<void, std::string> FileFollower::open(const std::optional<FilePosition>& position) {
+tl::expected<FileFollower::Beginning, std::string>
+FileFollower::open(const std::optional<FilePosition>& position) {
     places_.clear();
     isSkipping_ = false;
+    told_.reset();
     auto present = LogFile::open(path_);
     if (!present)
         return tl::unexpected(present.error());
@@ -40,14 +42,12 @@ tl::expected<void, std::string> FileFollower::open(const std::optional<FilePosit
         append(std::move(*present), offset);
     enterFirst();
     problem_.clear();
-    return {};
+    return told_ ? Beginning::atPosition : Beginning::atStart;
 }
 
-/// Whether reading stood at this place in this file. What was read tells, more surely than the
-/// file's number; before the first line only the number can.
+/// Whether reading stood at this place in this file: what was read tells, more surely than the
+/// file's number.
 bool FileFollower::isAt(const LogFile& file, const FilePosition& position) const {
-    if (position.offset == 0)
-        return file.inode() == position.inode;
     return file.state().size >= position.offset &&
            file.fingerprint(position.offset) == position.fingerprint;
 }
@@ -211,6 +211,8 @@ bool FileFollower::findNewFile() {
 
 void FileFollower::moveTo(std::uint64_t offset) {
     position_ = places_.front().file.position(offset);
+    if (offset > 0)
+        told_ = position_;
 }
 
 void FileFollower::enterFirst() {

@@ -12,6 +12,7 @@
 #include "tallyd/sources/follow/LogFile.h"
 
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,16 +32,20 @@ class FileFollower {
   public:
     explicit FileFollower(std::string path);
 
-    /// Finds the file, and the place in it or in one of its former selves. Without a position, or
-    /// when the place is gone, reading begins at the start of the present file. Error: why the file
-    /// cannot be read.
-    tl::expected<void, std::string> open(const std::optional<FilePosition>& position);
+    enum class Beginning { atPosition, atStart };
+
+    /// Finds the file, and the position in it or in one of its former selves. Without one, or when
+    /// it is gone, reading begins at the start of the present file. Error: why the file cannot be
+    /// read.
+    tl::expected<Beginning, std::string> open(const std::optional<FilePosition>& position);
 
     /// What comes next. The view stays until the next call. Error: the disk refuses; `open` again.
     tl::expected<FollowedText, std::string> next();
 
-    /// Where reading stands after what `next` gave.
-    const FilePosition& position() const { return position_; }
+    /// Where reading stands after what `next` gave: behind the last text, in a file that may be a
+    /// former one by now, for of a file of which nothing was read there is nothing to know it by.
+    /// Nothing before the first text.
+    const std::optional<FilePosition>& position() const { return told_; }
     /// Why the path names no file that can be read now, as when it is being rotated; empty when it
     /// does.
     const std::string& problem() const { return problem_; }
@@ -66,8 +71,9 @@ class FileFollower {
     const std::string path_;
     std::deque<Place> places_; ///< read in this order; the last is, or was, what the path names
     FilePosition position_;    ///< in the first of them
-    LogFile::State checked_;   ///< of the first, when its place was last found unharmed
-    bool isSkipping_ = false;  ///< in the middle of a line that is too long
+    std::optional<FilePosition> told_;
+    LogFile::State checked_;  ///< of the first, when its place was last found unharmed
+    bool isSkipping_ = false; ///< in the middle of a line that is too long
     std::string problem_;
     std::vector<char> buffer_;
 };

@@ -33,9 +33,10 @@ tl::expected<void, std::string> FollowedLog::open() {
 
 std::string FollowedLog::read(SourceFeed& feed) {
     const auto position = FilePosition::parse(keeper_.place(feed));
-    if (const auto opened = follower_.open(position); !opened)
-        return opened.error();
-    if (position && position->offset > 0 && follower_.position().offset == 0)
+    const auto beginning = follower_.open(position);
+    if (!beginning)
+        return beginning.error();
+    if (position && *beginning == FileFollower::Beginning::atStart)
         spdlog::warn("{}: what was read last is gone; reading begins at the file's start", path_);
     toldProblem_.clear();
     for (;;) {
@@ -72,7 +73,8 @@ void FollowedLog::handOn(const FollowedText& found, SourceFeed& feed) {
     }
     for (const auto& [reason, count] : undecoded)
         feed.countLost(reason, count);
-    keeper_.handOn(feed, std::move(records), follower_.position().text());
+    if (const auto& position = follower_.position())
+        keeper_.handOn(feed, std::move(records), position->text());
 }
 
 void FollowedLog::tellProblem(SourceFeed& feed) {

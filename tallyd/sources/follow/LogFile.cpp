@@ -51,7 +51,7 @@ std::optional<FilePosition> FilePosition::parse(std::string_view text) {
     text.remove_prefix(kForm.size());
     if (!takeNumber(text, 10, position.device) || !takeNumber(text, 10, position.inode) ||
         !takeNumber(text, 10, position.offset) || !takeNumber(text, 16, position.fingerprint) ||
-        !text.empty())
+        !text.empty() || position.offset == 0)
         return std::nullopt;
     return position;
 }

@@ -19,7 +19,7 @@ namespace brindle::tallyd {
 struct FilePosition {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
-    std::uint64_t offset = 0; ///< of the first byte not yet read
+    std::uint64_t offset = 0; ///< of the first byte not yet read; never the file's first
     /// Of what stands before the offset: a number of a file is used again once that file is gone.
     std::uint64_t fingerprint = 0;
 

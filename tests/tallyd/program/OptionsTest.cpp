@@ -104,6 +104,8 @@ TEST_F(OptionsTest, WrongUsageIsAnErrorAndHelpIsNot) {
         {"listen"},
         {"serve", "--store", "s", "--speed"},
         {"serve", "--store", "s", "stray"},
+        {"serve", "--store", "s", "--source", "nflog:many"},
+        {"serve", "--store", "s", "--source", "nflog:5", "--source", "nflog:5"},
     };
     for (const auto& arguments : wrong)
         EXPECT_TRUE(std::get<Message>(parse(arguments)).isError);

@@ -22,7 +22,7 @@ SourcePositions readPositions(StoreWriter& writer) {
 
 Intake::Intake(std::unique_ptr<StoreWriter> writer, IntakeLimits limits, CommitListener listener)
     : writer_(std::move(writer)), limits_(limits), listener_(std::move(listener)),
-      positions_(readPositions(*writer_)), thread_([this] { run(); }) {}
+      positions_(readPositions(*writer_)), upkeep_(*writer_, limits_), thread_([this] { run(); }) {}
 
 Intake::~Intake() {
     if (const auto drained = drain(); !drained)
@@ -95,8 +95,8 @@ void Intake::run() {
     Lock lock(mutex_);
     bool afterBatch = false; // upkeep gets on even when every moment a batch is due
     for (;;) {
-        const bool upkeepWaits = !stopping_ && (!purges_.empty() || shrinking_ || rollUpDue());
-        if (batchDue() && !(afterBatch && upkeepWaits)) {
+        const bool upkeepWaits = !stopping_ && (!purges_.empty() || upkeep_.due());
+        if (batchDue() && !(upkeepWaits && (afterBatch || upkeep_.urgent()))) {
             storeBatch(lock);
             afterBatch = true;
             continue;
@@ -104,12 +104,12 @@ void Intake::run() {
         afterBatch = false;
         if (stopping_)
             break;
-        if (!purges_.empty())
+        if (upkeep_.urgent())
+            upkeepStep(lock);
+        else if (!purges_.empty())
             purgeStep(lock);
-        else if (shrinking_)
-            shrinkStep(lock);
-        else if (rollUpDue())
-            rollUpStep(lock);
+        else if (upkeep_.due())
+            upkeepStep(lock);
         else
             rest(lock);
     }
@@ -121,16 +121,15 @@ void Intake::run() {
     purged_.notify_all();
 }
 
-bool Intake::rollUpDue() const {
-    return limits_.rollUpEvery.count() > 0 && Clock::now() >= nextRollUp_;
-}
-
 /// Until a batch is due, something else is to be done, or somebody has work.
 void Intake::rest(Lock& lock) {
-    if (!queue_.empty())
-        work_.wait_until(lock, queue_.front().arrived + limits_.batchAge);
-    else if (limits_.rollUpEvery.count() > 0)
-        work_.wait_until(lock, nextRollUp_);
+    auto until = upkeep_.next();
+    if (!queue_.empty()) {
+        const auto batch = queue_.front().arrived + limits_.batchAge;
+        until = until ? std::min(*until, batch) : batch;
+    }
+    if (until)
+        work_.wait_until(lock, *until);
     else
         work_.wait(lock);
 }
@@ -164,6 +163,7 @@ void Intake::storeBatch(Lock& lock) {
 
     const auto first = writer_->append(chunks, positions);
     reportStore(first ? std::string() : first.error(), records);
+    upkeep_.afterBatch(first.has_value());
 
     // The account comes before the listener: who sees a live record finds it in the figures.
     lock.lock();
@@ -219,37 +219,21 @@ tl::expected<std::uint64_t, std::string> Intake::purgeBefore(std::int64_t before
 void Intake::purgeStep(Lock& lock) {
     const std::shared_ptr<Purge> purge = purges_.front();
     lock.unlock();
-    const auto deleted = writer_->purgeBefore(purge->beforeMicros, limits_.purgeRecords);
+    const auto purged = upkeep_.purge(purge->beforeMicros);
     lock.lock();
-    if (deleted)
-        purge->deleted += *deleted;
-    if (!deleted || *deleted < limits_.purgeRecords) {
+    if (purged)
+        purge->deleted += purged->records;
+    if (!purged || purged->all) {
         purge->done = true;
-        purge->error = deleted ? std::string() : deleted.error();
+        purge->error = purged ? std::string() : purged.error();
         purges_.pop_front();
         purged_.notify_all();
-        shrinking_ = true;
     }
 }
 
-void Intake::shrinkStep(Lock& lock) {
+void Intake::upkeepStep(Lock& lock) {
     lock.unlock();
-    const auto more = writer_->shrink(limits_.shrinkPages);
-    if (!more)
-        spdlog::warn("store: cannot give space back: {}", more.error());
-    lock.lock();
-    shrinking_ = more.value_or(false);
-}
-
-void Intake::rollUpStep(Lock& lock) {
-    lock.unlock();
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto more =
-        writer_->rollUpDay(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
-    if (!more)
-        spdlog::warn("store: cannot roll a day up: {}", more.error());
-    if (!more.value_or(false))
-        nextRollUp_ = Clock::now() + limits_.rollUpEvery;
+    upkeep_.step();
     lock.lock();
 }
 

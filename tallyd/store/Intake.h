@@ -2,8 +2,8 @@
 //
 // Takes records from the sources and gets them stored: a bounded queue that any thread may fill,
 // and one thread that closes batches, commits them and tells a listener. It keeps the account of
-// every source: what was received was stored, or lost for a reason. Purging and the rolling up of
-// days run on the same thread, in small steps between the batches. Owned by tallyd's main.
+// every source: what was received was stored, or lost for a reason. Purging and the store's upkeep
+// run on the same thread, in small steps between the batches. Owned by tallyd's main.
 //
 //     Intake intake(std::move(writer), IntakeLimits::live(), publish);
 //     const SourceId source = intake.addSource("replay:/path@10");
@@ -13,7 +13,9 @@
 
 #include "protocol/DaemonStatus.h"
 #include "tallyd/records/RecordSink.h"
+#include "tallyd/store/IntakeLimits.h"
 #include "tallyd/store/StoreWriter.h"
+#include "tallyd/store/Upkeep.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -31,25 +33,6 @@
 #include <tl/expected.hpp>
 
 namespace brindle::tallyd {
-
-struct IntakeLimits {
-    std::size_t queueRecords = 262144;      ///< accepted and not yet taken by the writer
-    std::size_t batchRecords = 16384;       ///< a batch closes with so many records ...
-    std::chrono::milliseconds batchAge{50}; ///< ... or when its first record has waited so long
-    std::size_t purgeRecords = 10000;       ///< deleted in one step between batches
-    std::size_t shrinkPages = 256;          ///< given back to the file system in one step
-    /// How often days that are over are looked for, to roll their counts up; 0: never.
-    std::chrono::milliseconds rollUpEvery = std::chrono::minutes(1);
-
-    /// Batches are committed within 100 ms of their first record.
-    static IntakeLimits live() { return {}; }
-    /// Large batches: nobody waits for a single record. Days are left to the daemon.
-    static IntakeLimits import() {
-        return {.batchRecords = 131072,
-                .batchAge = std::chrono::seconds(10),
-                .rollUpEvery = std::chrono::milliseconds(0)};
-    }
-};
 
 class Intake final : public RecordSink {
   public:
@@ -105,9 +88,7 @@ class Intake final : public RecordSink {
     bool batchDue() const;
     void storeBatch(Lock& lock);
     void purgeStep(Lock& lock);
-    void shrinkStep(Lock& lock);
-    bool rollUpDue() const;
-    void rollUpStep(Lock& lock);
+    void upkeepStep(Lock& lock);
     void rest(Lock& lock);
     void reportStore(const std::string& error, std::size_t records);
 
@@ -125,8 +106,8 @@ class Intake final : public RecordSink {
     std::deque<Account> sources_; ///< grows while references to its elements are held
     std::deque<std::shared_ptr<Purge>> purges_;
     bool stopping_ = false;
-    bool shrinking_ = false;                      ///< a purge may have left empty pages
-    Clock::time_point nextRollUp_ = Clock::now(); ///< the writer thread's
+
+    Upkeep upkeep_; ///< the writer thread's
 
     std::string storeError_; ///< what is being reported; the writer thread's
     std::uint64_t storeLost_ = 0;

@@ -60,6 +60,51 @@ void Connection::keepLogOnClose() {
     sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
+void Connection::checkpointByHand() {
+    // Takes the place of the hook that would do it within a commit.
+    sqlite3_wal_hook(
+        handle_,
+        [](void* known, sqlite3*, const char*, int pages) {
+            auto& log = *static_cast<LogState*>(known);
+            if (pages < log.pages) // it began anew
+                log.settled = 0;
+            log.pages = pages;
+            return SQLITE_OK;
+        },
+        &log_);
+}
+
+void Connection::checkpoint(Checkpoint kind, std::chrono::milliseconds patience) {
+    const int mode =
+        kind == Checkpoint::restart ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_PASSIVE;
+    sqlite3_busy_timeout(handle_, static_cast<int>(patience.count()));
+    const int result = sqlite3_wal_checkpoint_v2(handle_, nullptr, mode, nullptr, nullptr);
+    sqlite3_busy_timeout(handle_, kLockWaitMilliseconds);
+    if (result != SQLITE_OK && result != SQLITE_BUSY)
+        fail(handle_);
+    log_.settled = log_.pages;
+}
+
+void Connection::growBy(int bytes) {
+    sqlite3_file_control(handle_, "main", SQLITE_FCNTL_CHUNK_SIZE, &bytes);
+}
+
+void Connection::reserve(std::int64_t bytes) {
+    if (sqlite3_file_control(handle_, "main", SQLITE_FCNTL_SIZE_HINT, &bytes) != SQLITE_OK)
+        throw Error("there is no room for the store to grow");
+}
+
+void Connection::reserveLog(std::int64_t bytes) {
+    sqlite3_file* log = nullptr;
+    if (sqlite3_file_control(handle_, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log) != SQLITE_OK ||
+        !log || !log->pMethods)
+        return;
+    int chunk = static_cast<int>(bytes);
+    log->pMethods->xFileControl(log, SQLITE_FCNTL_CHUNK_SIZE, &chunk);
+    if (log->pMethods->xFileControl(log, SQLITE_FCNTL_SIZE_HINT, &bytes) != SQLITE_OK)
+        throw Error("there is no room for the write-ahead log");
+}
+
 Statement::Statement(Connection& connection, std::string_view sql)
     : connection_(connection.handle()) {
     if (sqlite3_prepare_v3(connection_, sql.data(), static_cast<int>(sql.size()),

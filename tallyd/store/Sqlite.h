@@ -10,6 +10,7 @@
 //     if (newest.step()) use(newest.integer(0));
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <stdexcept>
@@ -28,6 +29,16 @@ class Error : public std::runtime_error {
 };
 
 enum class Access { read, readWrite };
+
+enum class Checkpoint {
+    passive, ///< moves what no reader still needs where it is
+    restart, ///< also waits for readers, so that the log begins anew
+};
+
+struct LogState {
+    std::int64_t pages = 0;   ///< in the write-ahead log
+    std::int64_t settled = 0; ///< those that were there when the last checkpoint ended
+};
 
 class Connection {
   public:
@@ -50,10 +61,27 @@ class Connection {
     /// a file that turns out not to be ours stays untouched.
     void keepLogOnClose();
 
+    /// From now on the log is moved into the main file by `checkpoint` alone.
+    void checkpointByHand();
+    /// The log after the last commit of this connection, and after its last checkpoint before that;
+    /// known since checkpointByHand.
+    const LogState& log() const { return log_; }
+    /// Gives up after `patience` where it has to wait, having done what was possible.
+    void checkpoint(Checkpoint kind, std::chrono::milliseconds patience);
+
+    /// The main file grows by multiples of so many bytes.
+    void growBy(int bytes);
+    /// Takes the room of a main file of so many bytes from the file system. Throws when there is
+    /// not enough.
+    void reserve(std::int64_t bytes);
+    /// The same for the write-ahead log, which begins small otherwise.
+    void reserveLog(std::int64_t bytes);
+
     sqlite3* handle() const { return handle_; }
 
   private:
     sqlite3* handle_ = nullptr;
+    LogState log_;
 };
 
 class Statement {

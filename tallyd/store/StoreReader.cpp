@@ -2,11 +2,10 @@
 #include "tallyd/store/StoreReader.h"
 
 #include "tallyd/store/ReaderPool.h"
+#include "tallyd/store/StoreFiles.h"
 
 #include <algorithm>
 #include <limits>
-
-#include <sys/stat.h>
 
 namespace brindle::tallyd {
 
@@ -52,11 +51,6 @@ class PagingCursor final : public RecordCursor {
     bool ended_ = false;
 };
 
-std::uint64_t fileBytes(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
-}
-
 } // namespace
 
 StoreReader::StoreReader(std::string path, std::shared_ptr<ReaderPool> pool)
@@ -91,7 +85,8 @@ tl::expected<CountReply, std::string> StoreReader::count(std::int64_t fromMicros
 tl::expected<StoreFigures, std::string> StoreReader::figures() {
     auto figures = pool_->use([](ReaderConnection& connection) { return connection.figures(); });
     if (figures)
-        figures->bytes = fileBytes(path_) + fileBytes(path_ + "-wal") + fileBytes(path_ + "-shm");
+        figures->bytes =
+            fileBytes(path_) + fileBytes(path_ + kLogSuffix) + fileBytes(path_ + kLogIndexSuffix);
     return figures;
 }
 

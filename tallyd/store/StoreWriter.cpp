@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/store/StoreWriter.h"
 
+#include "tallyd/store/StoreFiles.h"
+
+#include <algorithm>
+
 #include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 namespace brindle::tallyd {
 
@@ -9,6 +14,17 @@ namespace {
 
 /// Texts kept at hand; beyond that the dictionary table is asked.
 constexpr std::size_t kMaxCachedTexts = 65536;
+
+constexpr std::int64_t kPageBytes = 4096;
+/// The main file grows by so much.
+constexpr int kGrowBytes = 1 << 20;
+/// A checkpoint after so many pages of log, which soon are moved.
+constexpr std::int64_t kCheckpointPages = 1000;
+/// A log of more pages than this has to begin anew; readers are waited for, but not long.
+constexpr std::int64_t kMostLogPages = 4 * kCheckpointPages;
+constexpr std::chrono::milliseconds kPatience{50};
+/// What the log keeps of the disk: room to delete in when there is no other left.
+constexpr std::int64_t kLogBytes = 4 << 20;
 
 void bindAddress(sqlite::Statement& statement, int parameter, const IpAddress& address) {
     if (address.isValid())
@@ -20,7 +36,7 @@ void bindAddress(sqlite::Statement& statement, int parameter, const IpAddress& a
 } // namespace
 
 StoreWriter::StoreWriter(const std::string& path, StoreUse use)
-    : connection_(path, sqlite::Access::readWrite), tallies_(connection_),
+    : path_(path), connection_(path, sqlite::Access::readWrite), tallies_(connection_),
       insertRecord_(connection_, "INSERT INTO records (time, seq, flags, uid, srcport, dstport, "
                                  "src, dst, rule, interface, proto) "
                                  "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -32,14 +48,26 @@ StoreWriter::StoreWriter(const std::string& path, StoreUse use)
       readPositions_(connection_, "SELECT source, position FROM positions"),
       purgeBorder_(connection_, "SELECT time, seq FROM records WHERE time < ? "
                                 "ORDER BY time, seq LIMIT 1 OFFSET ?"),
-      purge_(connection_, "DELETE FROM records WHERE (time, seq) <= (?, ?)") {
+      purge_(connection_, "DELETE FROM records WHERE (time, seq) <= (?, ?)"),
+      pageCount_(connection_, "PRAGMA page_count"),
+      emptyPages_(connection_, "PRAGMA freelist_count") {
     connection_.execute(use == StoreUse::live ? "PRAGMA synchronous = FULL"
                                               : "PRAGMA synchronous = NORMAL");
     connection_.execute(use == StoreUse::live ? "PRAGMA cache_size = -16384"
                                               : "PRAGMA cache_size = -65536");
-    connection_.execute(use == StoreUse::live ? "PRAGMA wal_autocheckpoint = 4000"
-                                              : "PRAGMA wal_autocheckpoint = 16000");
-    connection_.execute("PRAGMA journal_size_limit = 67108864");
+    connection_.growBy(kGrowBytes);
+    if (use == StoreUse::live) {
+        connection_.checkpointByHand();
+        connection_.execute(fmt::format("PRAGMA journal_size_limit = {}", kLogBytes));
+        try {
+            connection_.reserveLog(kLogBytes);
+        } catch (const sqlite::Error& error) {
+            spdlog::warn("store: {}", error.what());
+        }
+    } else {
+        connection_.execute("PRAGMA wal_autocheckpoint = 16000");
+        connection_.execute("PRAGMA journal_size_limit = 67108864");
+    }
     // What is purged is gone from queries; overwriting it with zeros would double the work.
     connection_.execute("PRAGMA secure_delete = OFF");
 }
@@ -67,6 +95,22 @@ auto StoreWriter::attempt(Work&& work) -> tl::expected<decltype(work()), std::st
         textIds_.clear();
         return tl::unexpected(std::string(error.what()));
     }
+}
+
+/// What is in the write-ahead log has its place in the main file before it counts.
+void StoreWriter::commit(sqlite::Transaction& transaction) {
+    connection_.reserve(pageCount() * kPageBytes);
+    transaction.commit();
+}
+
+std::int64_t StoreWriter::pageCount() {
+    sqlite::StatementReset reset(pageCount_);
+    return pageCount_.step() ? pageCount_.integer(0) : 0;
+}
+
+std::int64_t StoreWriter::emptyPages() {
+    sqlite::StatementReset reset(emptyPages_);
+    return emptyPages_.step() ? emptyPages_.integer(0) : 0;
 }
 
 std::int64_t StoreWriter::textId(std::string_view text) {
@@ -134,7 +178,7 @@ StoreWriter::append(std::span<const std::vector<PacketRecord>> chunks,
         writeMeta_.bind(1, lastSequence);
         writeMeta_.bind(2, rows);
         writeMeta_.run();
-        transaction.commit();
+        commit(transaction);
         return first;
     });
 }
@@ -173,7 +217,7 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
         purge_.run();
         const std::int64_t deleted = connection_.changes();
         connection_.execute(fmt::format("UPDATE meta SET row_count = row_count - {}", deleted));
-        transaction.commit();
+        commit(transaction);
         return static_cast<std::uint64_t>(deleted);
     });
 }
@@ -183,21 +227,42 @@ tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros) {
         sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
         const bool rolledUp = tallies_.rollUpDay(nowMicros);
         if (rolledUp)
-            transaction.commit();
+            commit(transaction);
         return rolledUp;
     });
 }
 
-tl::expected<bool, std::string> StoreWriter::shrink(std::size_t pages) {
+tl::expected<std::size_t, std::string> StoreWriter::shrink(std::size_t pages, std::size_t keep) {
+    return attempt([&]() -> std::size_t {
+        const auto before = static_cast<std::size_t>(emptyPages());
+        if (before <= keep)
+            return 0;
+        connection_.execute(
+            fmt::format("PRAGMA incremental_vacuum({})", std::min(pages, before - keep)));
+        return before - static_cast<std::size_t>(emptyPages());
+    });
+}
+
+tl::expected<StoreSpace, std::string> StoreWriter::space() {
     return attempt([&] {
-        const auto emptyShareIsLarge = [this] {
-            return connection_.integer("PRAGMA freelist_count") * 4 >
-                   connection_.integer("PRAGMA page_count");
-        };
-        if (!emptyShareIsLarge())
-            return false;
-        connection_.execute(fmt::format("PRAGMA incremental_vacuum({})", pages));
-        return emptyShareIsLarge();
+        StoreSpace space;
+        space.log = fileBytes(path_ + kLogSuffix);
+        sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::read);
+        space.main = static_cast<std::uint64_t>(pageCount() * kPageBytes);
+        space.empty = static_cast<std::uint64_t>(emptyPages() * kPageBytes);
+        return space;
+    });
+}
+
+bool StoreWriter::checkpointDue() const {
+    return connection_.log().pages - connection_.log().settled >= kCheckpointPages;
+}
+
+tl::expected<void, std::string> StoreWriter::checkpointStep() {
+    return attempt([&] {
+        const bool tooLong = connection_.log().pages >= kMostLogPages;
+        connection_.checkpoint(tooLong ? sqlite::Checkpoint::restart : sqlite::Checkpoint::passive,
+                               kPatience);
     });
 }
 

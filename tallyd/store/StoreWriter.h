@@ -4,6 +4,10 @@
 // stopped reading, deletes old records. Owned by the intake and used by its writer thread alone.
 // Each call is one transaction: it happens as a whole or not at all.
 //
+// A batch is only committed when the main file has room for all of it: on a full disk the
+// write-ahead log can still be moved there, after which old records can be deleted and their pages
+// used again.
+//
 // A committed batch survives the end of the process, however it ends. With StoreUse::live it also
 // survives a power failure; with StoreUse::import that holds once `checkpoint` has returned.
 #pragma once
@@ -29,6 +33,13 @@ namespace brindle::tallyd {
 enum class StoreUse {
     live,   ///< each commit reaches the disk
     import, ///< few large transactions, the disk waits for the checkpoint at the end
+};
+
+/// What the store takes of the disk, in bytes.
+struct StoreSpace {
+    std::uint64_t main = 0;  ///< the main file, once the write-ahead log was moved there
+    std::uint64_t empty = 0; ///< pages of it that hold nothing
+    std::uint64_t log = 0;   ///< the write-ahead log
 };
 
 /// Where a source stopped reading, in the source's own words; by source name.
@@ -57,9 +68,16 @@ class StoreWriter {
     /// requests read them at once. True when there may be more to do.
     tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros);
 
-    /// Gives up to `pages` empty pages back to the file system while more than a quarter of the
-    /// file is empty: less is soon filled again. True when there is more to give.
-    tl::expected<bool, std::string> shrink(std::size_t pages);
+    /// Gives up to `pages` empty pages back to the file system, of those beyond `keep`: how many.
+    tl::expected<std::size_t, std::string> shrink(std::size_t pages, std::size_t keep);
+
+    tl::expected<StoreSpace, std::string> space();
+
+    /// With StoreUse::live the write-ahead log is moved into the main file by these two alone, as
+    /// that takes its time. Due when enough was written since the last step.
+    bool checkpointDue() const;
+    /// Waits a moment for readers when, because of them, the log got long.
+    tl::expected<void, std::string> checkpointStep();
 
     /// Waits until everything is on the disk, and moves the write-ahead log into the main file
     /// unless another program keeps reading it.
@@ -68,6 +86,9 @@ class StoreWriter {
   private:
     StoreWriter(const std::string& path, StoreUse use);
 
+    void commit(sqlite::Transaction& transaction);
+    std::int64_t pageCount();
+    std::int64_t emptyPages();
     std::int64_t textId(std::string_view text);
     void insert(std::int64_t sequence, const PacketRecord& record);
     template <typename Work>
@@ -80,6 +101,7 @@ class StoreWriter {
         }
     };
 
+    const std::string path_;
     sqlite::Connection connection_;
     TallyWriter tallies_;
     sqlite::Statement insertRecord_;
@@ -91,6 +113,8 @@ class StoreWriter {
     sqlite::Statement readPositions_;
     sqlite::Statement purgeBorder_;
     sqlite::Statement purge_;
+    sqlite::Statement pageCount_;
+    sqlite::Statement emptyPages_;
     std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> textIds_;
 };
 

@@ -37,7 +37,7 @@ class BlackListModel final : public QAbstractTableModel {
 
   private:
     void follow();
-    QString stateText(const BlackListEntry& entry) const;
+    QString stateText(const BlackListEntry& one) const;
     void redraw(Column first, Column last);
 
     const Keeper& keeper_;
@@ -46,7 +46,8 @@ class BlackListModel final : public QAbstractTableModel {
     BlackList list_;
 };
 
-/// Sorted and searched. The search finds texts, and the blocks that contain a whole address.
+/// Sorted and searched. The search finds texts other than times, and the blocks that contain a
+/// whole address.
 class BlackListOrder final : public QSortFilterProxyModel {
     Q_OBJECT
   public:

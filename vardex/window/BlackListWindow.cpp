@@ -26,6 +26,7 @@ namespace {
 
 constexpr qint64 kMaximumImportBytes = qint64{8} << 20;
 constexpr int kShownRefusals = 8;
+constexpr int kSearchPauseMs = 150;
 
 /// A question whose texts are shown as they are, never as markup.
 bool confirmed(QWidget* parent, const QString& text, const QString& details, const QString& yes) {
@@ -49,6 +50,8 @@ BlackListWindow::BlackListWindow(Keeper& keeper, const NationFinder& nations,
     setWindowIcon(pictureIcon(pictures, QStringLiteral("vardex")));
     makeActions();
     makeTable();
+    // Painted anew, not changed: the list need not be sorted again for a flag.
+    connect(&pictures, &PictureStore::drawn, table_->viewport(), qOverload<>(&QWidget::update));
     auto* const content = new QWidget(this);
     auto* const layout = new QVBoxLayout(content);
     layout->addWidget(makeStandingBar());
@@ -88,6 +91,7 @@ void BlackListWindow::makeActions() {
     insist_ = action(tr("&Block Although Refused..."), {}, &BlackListWindow::insistOnSelected);
     copy_ = action(tr("&Copy"), QKeySequence::Copy, &BlackListWindow::copySelected);
     list->addActions({remove_, insist_, copy_});
+    list->addAction(action(tr("&Find"), QKeySequence::Find, &BlackListWindow::find));
 }
 
 QWidget* BlackListWindow::makeStandingBar() {
@@ -128,7 +132,11 @@ QWidget* BlackListWindow::makeSearchBar() {
     search_->setObjectName(QStringLiteral("search"));
     search_->setPlaceholderText(tr("Search"));
     search_->setClearButtonEnabled(true);
-    connect(search_, &QLineEdit::textChanged, &order_, &BlackListOrder::search);
+    // A long list is searched once the typing pauses.
+    searchPause_.setSingleShot(true);
+    searchPause_.setInterval(kSearchPauseMs);
+    connect(search_, &QLineEdit::textChanged, &searchPause_, qOverload<>(&QTimer::start));
+    connect(&searchPause_, &QTimer::timeout, this, [this] { order_.search(search_->text()); });
     layout->addWidget(add);
     layout->addWidget(remove);
     layout->addStretch();
@@ -315,6 +323,11 @@ void BlackListWindow::copySelected() {
         texts.append(QString::fromStdString(block.text()));
     }
     QApplication::clipboard()->setText(texts.join('\n'));
+}
+
+void BlackListWindow::find() {
+    search_->setFocus(Qt::ShortcutFocusReason);
+    search_->selectAll();
 }
 
 void BlackListWindow::importList() {

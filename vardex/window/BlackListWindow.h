@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QString>
 #include <QTableView>
+#include <QTimer>
 
 #include <functional>
 #include <string>
@@ -74,6 +75,7 @@ class BlackListWindow final : public QMainWindow {
     void removeSelected();
     void insistOnSelected();
     void copySelected();
+    void find();
     void importList();
     void exportList();
 
@@ -82,6 +84,7 @@ class BlackListWindow final : public QMainWindow {
     BlackListOrder order_;
     QTableView* const table_ = new QTableView(this);
     QLineEdit* const search_ = new QLineEdit(this);
+    QTimer searchPause_;
     QLabel* const warningSign_ = new QLabel(this);
     QLabel* const standing_ = new QLabel(this);
     QLabel* const problem_ = new QLabel(this);

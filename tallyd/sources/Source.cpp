@@ -3,7 +3,7 @@
 
 #include "tallyd/sources/SourceSpec.h"
 #include "tallyd/sources/capture/CaptureDevices.h"
-#include "tallyd/sources/follow/FollowedLog.h"
+#include "tallyd/sources/follow/FollowedFile.h"
 #include "tallyd/sources/kernel/KernelBuffer.h"
 #include "tallyd/sources/kernel/KernelJournal.h"
 #include "tallyd/sources/live/LiveSource.h"
@@ -40,9 +40,10 @@ class Maker {
     }
 
     Made operator()(const FollowedLogPlan& plan) const {
-        // Looking for a file costs nothing.
-        constexpr std::chrono::milliseconds kLookAgain{500};
-        return live(std::make_unique<FollowedLog>(plan.path, plan.kind), kLookAgain);
+        return followed(plan.path, logContent(plan.kind));
+    }
+    Made operator()(const FollowedCapturePlan& plan) const {
+        return followed(plan.path, captureContent(plan.kind));
     }
     Made operator()(const KernelBufferPlan&) const { return live(KernelBuffer::ofThisMachine()); }
     Made operator()(const KernelJournalPlan&) const { return live(KernelJournal::ofThisMachine()); }
@@ -51,6 +52,12 @@ class Maker {
     Made live(std::unique_ptr<SourceReader> reader,
               std::chrono::milliseconds retryTime = LiveSource::kRetryTime) const {
         return std::make_unique<LiveSource>(spec_, std::move(reader), retryTime);
+    }
+
+    Made followed(const std::string& path, std::unique_ptr<FollowedContent> content) const {
+        // Looking for a file costs nothing.
+        constexpr std::chrono::milliseconds kLookAgain{500};
+        return live(std::make_unique<FollowedFile>(path, std::move(content)), kLookAgain);
     }
 
     const std::string& spec_;

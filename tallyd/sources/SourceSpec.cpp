@@ -3,12 +3,12 @@
 
 #include "tallyd/sources/CaptureInput.h"
 
-#include <array>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -18,55 +18,72 @@ namespace {
 
 using Parsed = tl::expected<SourcePlan, std::string>;
 
-/// Recordings have an end; a live source is for what has none.
-tl::unexpected<std::string> recordingGiven(std::string_view text) {
-    return tl::unexpected(fmt::format(
-        "{} is a recording; \"replay:\" plays one, and recordings can be imported", text));
+tl::unexpected<std::string> mistake(std::string text) {
+    return tl::unexpected(std::move(text));
+}
+
+bool isFileName(const std::string& text) {
+    std::error_code ignored;
+    return text.find('/') != text.npos || std::filesystem::exists(text, ignored);
+}
+
+/// The first bytes of a file; empty when there is none yet, or nothing in it.
+std::string startOf(const std::string& path) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored))
+        return {};
+    std::string start(4, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    start.resize(static_cast<std::size_t>(file.gcount()));
+    return start;
+}
+
+Parsed parseCapture(CaptureKind kind, const std::string& path) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored))
+        return mistake(fmt::format("{} is a folder", path));
+    if (const std::string start = startOf(path); !start.empty() && !CaptureFraming::stampsOf(start))
+        return mistake(fmt::format("{} is not a pcap file in this machine's byte order; others can "
+                                   "be imported, and played by \"replay:\"",
+                                   path));
+    return FollowedCapturePlan{kind, path};
 }
 
 Parsed parseNflog(const std::string& text) {
-    std::error_code ignored;
     std::uint16_t group = 0;
     const char* const end = text.data() + text.size();
     const auto [last, problem] = std::from_chars(text.data(), end, group);
     if (!text.empty() && problem == std::errc() && last == end)
         return NflogGroupPlan{group};
-    if (std::filesystem::exists(text, ignored))
-        return recordingGiven(text);
-    return tl::unexpected(fmt::format("the group \"{}\" is not a number from 0 to 65535", text));
+    if (isFileName(text))
+        return parseCapture(CaptureKind::nflog, text);
+    return mistake(fmt::format("the group \"{}\" is not a number from 0 to 65535", text));
 }
 
 Parsed parsePflog(const std::string& text) {
-    std::error_code ignored;
     if (text.empty())
-        return tl::unexpected(std::string("no interface is named"));
-    if (std::filesystem::exists(text, ignored))
-        return recordingGiven(text);
-    if (text.find_first_of("/: \t") != text.npos)
-        return tl::unexpected(fmt::format("\"{}\" cannot be the name of an interface", text));
+        return mistake("no interface is named");
+    if (isFileName(text))
+        return parseCapture(CaptureKind::pflog, text);
+    if (text.find_first_of(": \t") != text.npos)
+        return mistake(fmt::format("\"{}\" cannot be the name of an interface", text));
     return PflogInterfacePlan{text};
 }
 
-bool isCapture(const std::string& path) {
-    std::array<char, 4> start{};
-    std::ifstream file(path, std::ios::binary);
-    file.read(start.data(), start.size());
-    return CaptureInput::recognises({start.data(), static_cast<std::size_t>(file.gcount())});
-}
-
-Parsed parseFollowed(LineKind kind, const std::string& text) {
+Parsed parseLog(LineKind kind, const std::string& text) {
     std::error_code ignored;
     if (text.empty() || text == "-")
-        return tl::unexpected(std::string("no file is named"));
+        return mistake("no file is named");
     // A file of the name is "./journal".
     if (kind == LineKind::netfilter && text == "journal")
         return KernelJournalPlan{};
     if (kind == LineKind::netfilter && text == "/dev/kmsg")
         return KernelBufferPlan{};
     if (std::filesystem::is_directory(text, ignored))
-        return tl::unexpected(fmt::format("{} is a folder", text));
-    if (std::filesystem::is_regular_file(text, ignored) && isCapture(text))
-        return recordingGiven(text);
+        return mistake(fmt::format("{} is a folder", text));
+    if (CaptureInput::recognises(startOf(text)))
+        return mistake(fmt::format("{} is a capture, not a text log", text));
     return FollowedLogPlan{kind, text};
 }
 
@@ -85,9 +102,9 @@ Parsed parse(std::string_view kind, const std::string& text) {
     if (kind == "pflog")
         return parsePflog(text);
     if (kind == "netfilter")
-        return parseFollowed(LineKind::netfilter, text);
+        return parseLog(LineKind::netfilter, text);
     if (kind == "filterlog")
-        return parseFollowed(LineKind::filterlog, text);
+        return parseLog(LineKind::filterlog, text);
     return tl::unexpected(fmt::format("there is no source of the kind \"{}\"", kind));
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "tallyd/sources/ReplaySource.h"
+#include "tallyd/sources/follow/FollowedContent.h"
 #include "tallyd/sources/lines/LineDecoder.h"
 
 #include <cstdint>
@@ -26,16 +27,21 @@ struct FollowedLogPlan {
     LineKind kind = LineKind::netfilter;
     std::string path;
 };
+struct FollowedCapturePlan {
+    CaptureKind kind = CaptureKind::pflog;
+    std::string path;
+};
 struct KernelBufferPlan {};
 struct KernelJournalPlan {};
 
 using SourcePlan = std::variant<ReplayPlan, NflogGroupPlan, PflogInterfacePlan, FollowedLogPlan,
-                                KernelBufferPlan, KernelJournalPlan>;
+                                FollowedCapturePlan, KernelBufferPlan, KernelJournalPlan>;
 
-/// `spec`: "nflog:GROUP", "pflog:IFACE", "netfilter:journal", "netfilter:/dev/kmsg",
-/// "netfilter:FILE", "filterlog:FILE" or "replay:FILE[@SPEED[,loop]]". A device or file that is not
-/// there is no mistake: it may come. A file of the wrong kind is one. Error: one line that names
-/// the text and what is wrong with it.
+/// `spec`: "nflog:GROUP-or-FILE", "pflog:IFACE-or-FILE", "netfilter:journal",
+/// "netfilter:/dev/kmsg", "netfilter:FILE", "filterlog:FILE" or "replay:FILE[@SPEED[,loop]]". A
+/// device or file that is not there is no mistake: it may come. A file of the wrong kind is one. A
+/// name without a slash is an interface's, as long as there is no such file. Error: one line that
+/// names the text and what is wrong with it.
 tl::expected<SourcePlan, std::string> parseSourceSpec(const std::string& spec);
 
 } // namespace brindle::tallyd

@@ -14,27 +14,32 @@
 namespace brindle::tallyd {
 
 namespace {
-/// Read at a time; a line that does not fit is none of a packet filter's.
-constexpr std::size_t kBufferBytes = 256 * 1024;
+/// Read at a time; a line or packet that does not fit is none of a packet filter's.
+constexpr std::size_t kBufferBytes = 512 * 1024;
 } // namespace
 
-FileFollower::FileFollower(std::string path) : path_(std::move(path)), buffer_(kBufferBytes) {}
+FileFollower::FileFollower(std::string path, std::unique_ptr<Framing> framing)
+    : path_(std::move(path)), framing_(std::move(framing)), buffer_(kBufferBytes) {}
 
 tl::expected<FileFollower::Beginning, std::string>
 FileFollower::open(const std::optional<FilePosition>& position) {
     places_.clear();
-    isSkipping_ = false;
+    framing_->forget();
     told_.reset();
     auto present = LogFile::open(path_);
     if (!present)
         return tl::unexpected(present.error());
     std::uint64_t offset = 0;
-    if (position && isAt(*present, *position)) {
-        offset = position->offset;
-    } else if (position) {
-        if (auto former = findCopy(*position, &*present)) {
+    if (position) {
+        const bool isHere = isAt(*present, *position);
+        const bool isTheFile = isHere && present->inode() == position->inode;
+        auto former = isTheFile ? std::nullopt : findCopy(*position, &*present);
+        // Files may be alike; then their number decides.
+        if (former && (!isHere || former->file.inode() == position->inode)) {
             places_.push_back(std::move(*former));
             appendSuccessors(places_.front().file);
+        } else if (isHere) {
+            offset = position->offset;
         }
     }
     // As in findNewFile(): an empty one has no writer yet.
@@ -90,7 +95,7 @@ void FileFollower::append(LogFile file, std::uint64_t offset) {
 tl::expected<FollowedText, std::string> FileFollower::next() {
     FollowedText found;
     for (;;) {
-        const auto read = readLines(found);
+        const auto read = readParts(found);
         if (!read)
             return tl::unexpected(read.error());
         if (*read)
@@ -104,8 +109,8 @@ tl::expected<FollowedText, std::string> FileFollower::next() {
     return found;
 }
 
-/// False at the end of the file's whole lines.
-tl::expected<bool, std::string> FileFollower::readLines(FollowedText& found) {
+/// False at the end of what the file has in whole.
+tl::expected<bool, std::string> FileFollower::readParts(FollowedText& found) {
     for (;;) {
         const LogFile& file = places_.front().file;
         const LogFile::State state = file.state();
@@ -121,31 +126,19 @@ tl::expected<bool, std::string> FileFollower::readLines(FollowedText& found) {
             return tl::unexpected(fmt::format("{}: {}", path_, std::strerror(errno)));
         if (*count == 0)
             return false;
-        std::string_view text(buffer_.data(), *count);
-        // A writer that keeps its place in a truncated file leaves a hole before its next line.
-        if (!isSkipping_)
-            text.remove_prefix(std::min(text.find_first_not_of('\0'), text.size()));
-        std::size_t end = text.rfind('\n');
-        if (end == text.npos) {
-            const bool isFull = *count == buffer_.size();
-            if (!isFull && !text.empty())
-                return false;
-            if (isFull && !text.empty() && !isSkipping_) {
-                ++found.tooLong;
-                isSkipping_ = true;
-            }
-            moveTo(position_.offset + *count);
+        const Frames frames = framing_->find({buffer_.data(), *count}, position_.offset,
+                                             *count == buffer_.size() ? Framing::Buffer::full
+                                                                      : Framing::Buffer::hasRoom);
+        found.tooLong += frames.tooLong;
+        if (frames.isDamaged)
+            return tl::unexpected(
+                fmt::format("{}: damaged at byte {}", path_, position_.offset + frames.passed));
+        if (frames.passed + frames.length == 0)
+            return false;
+        moveTo(position_.offset + frames.passed + frames.length);
+        if (frames.length == 0)
             continue;
-        }
-        const std::uint64_t after =
-            position_.offset + static_cast<std::uint64_t>(text.data() - buffer_.data()) + end + 1;
-        text = text.substr(0, end + 1);
-        if (std::exchange(isSkipping_, false))
-            text.remove_prefix(text.find('\n') + 1);
-        moveTo(after);
-        if (text.empty())
-            continue;
-        found.text = text;
+        found.text = {buffer_.data() + frames.passed, frames.length};
         return true;
     }
 }
@@ -159,7 +152,7 @@ bool FileFollower::wasReplaced(const LogFile::State& state) {
 }
 
 void FileFollower::beginAgain() {
-    isSkipping_ = false;
+    framing_->forget();
     Place file = std::move(places_.front());
     places_.pop_front();
     file.offset = 0;
@@ -178,7 +171,7 @@ void FileFollower::beginAgain() {
 }
 
 void FileFollower::finishFile(FollowedText& found) {
-    if (!std::exchange(isSkipping_, false) && places_.front().file.state().size > position_.offset)
+    if (!framing_->forget() && places_.front().file.state().size > position_.offset)
         ++found.cutShort;
     places_.pop_front();
     enterFirst();
@@ -207,6 +200,10 @@ bool FileFollower::findNewFile() {
     appendSuccessors(file);
     append(std::move(*present), 0);
     return true;
+}
+
+std::size_t FileFollower::readStart(char* buffer, std::size_t size) const {
+    return places_.front().file.read(0, buffer, size).value_or(0);
 }
 
 void FileFollower::moveTo(std::uint64_t offset) {

@@ -20,6 +20,12 @@ TEST(SourceSpec, EveryLiveKindIsRead) {
     const auto log = std::get<FollowedLogPlan>(*parseSourceSpec("filterlog:/no/such/a:b"));
     EXPECT_EQ(log.kind, LineKind::filterlog);
     EXPECT_EQ(log.path, "/no/such/a:b");
+    const auto capture = std::get<FollowedCapturePlan>(*parseSourceSpec("pflog:/no/such/pflog"));
+    EXPECT_EQ(capture.kind, CaptureKind::pflog);
+    EXPECT_EQ(capture.path, "/no/such/pflog");
+    const TemporaryFile empty;
+    EXPECT_EQ(std::get<FollowedCapturePlan>(*parseSourceSpec("nflog:" + empty.path())).kind,
+              CaptureKind::nflog);
     EXPECT_TRUE(std::holds_alternative<KernelJournalPlan>(*parseSourceSpec("netfilter:journal")));
     EXPECT_TRUE(std::holds_alternative<KernelBufferPlan>(*parseSourceSpec("netfilter:/dev/kmsg")));
     EXPECT_TRUE(std::holds_alternative<FollowedLogPlan>(*parseSourceSpec("filterlog:journal")));
@@ -27,9 +33,12 @@ TEST(SourceSpec, EveryLiveKindIsRead) {
 }
 
 TEST(SourceSpec, WhatIsWrongIsToldByName) {
-    const TemporaryFile file("\xD4\xC3\xB2\xA1");
-    const std::string recording = "pflog:" + file.path();
-    const std::string capture = "netfilter:" + file.path();
+    const TemporaryFile pcap("\xA1\xB2\xC3\xD4");
+    const TemporaryFile blocks("\x0A\x0D\x0D\x0A");
+    const TemporaryFile text("Jun  8");
+    const std::string pcapng = "pflog:" + blocks.path();
+    const std::string capture = "netfilter:" + pcap.path();
+    const std::string log = "nflog:" + text.path();
     for (const auto& [spec, reason] : std::initializer_list<std::pair<std::string, const char*>>{
              {"replay:x@fast", "the speed \"fast\" is neither a positive number nor max"},
              {"replay:x@0", "the speed \"0\" is neither a positive number nor max"},
@@ -42,9 +51,11 @@ TEST(SourceSpec, WhatIsWrongIsToldByName) {
              {"nflog:-1", "the group \"-1\" is not a number from 0 to 65535"},
              {"nflog:5,6", "the group \"5,6\" is not a number from 0 to 65535"},
              {"pflog:", "no interface is named"},
-             {"pflog:/no/such/file", "cannot be the name of an interface"},
-             {recording, "is a recording; \"replay:\" plays one"},
-             {capture, "is a recording; \"replay:\" plays one"},
+             {"pflog:pf log", "\"pf log\" cannot be the name of an interface"},
+             {pcapng, "is not a pcap file in this machine's byte order"},
+             {log, "is not a pcap file in this machine's byte order"},
+             {capture, "is a capture, not a text log"},
+             {"pflog:/", "/ is a folder"},
              {"netfilter:", "no file is named"},
              {"filterlog:/", "/ is a folder"},
              {"radio:1", "there is no source of the kind \"radio\""},

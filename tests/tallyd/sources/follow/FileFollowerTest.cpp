@@ -65,7 +65,8 @@ class Scene {
   private:
     /// False while there is no log to begin with.
     bool start() {
-        auto follower = std::make_unique<FileFollower>(folder.path());
+        auto follower =
+            std::make_unique<FileFollower>(folder.path(), std::make_unique<LineFraming>());
         if (!follower->open(position_))
             return false;
         follower_ = std::move(follower);
@@ -333,7 +334,7 @@ TEST(FileFollower, LinesWithoutEndAreCountedAndPassedOver) {
     Scene scene;
     scene.line();
     scene.look();
-    scene.folder.append(std::string(600'000, 'x') + "\n");
+    scene.folder.append(std::string(1'200'000, 'x') + "\n");
     scene.line();
     scene.folder.append("the writer died he");
     scene.folder.rename("log", "log.1");
@@ -346,12 +347,13 @@ TEST(FileFollower, LinesWithoutEndAreCountedAndPassedOver) {
 
 TEST(FileFollower, AFileThatCannotBeReadIsNamed) {
     const LogFolder folder;
-    EXPECT_EQ(FileFollower(folder.path()).open(std::nullopt).error(),
-              folder.path() + ": No such file or directory");
-    EXPECT_EQ(FileFollower(folder.path("")).open(std::nullopt).error(),
-              folder.path("") + ": Is a directory");
+    const auto problemOf = [](const std::string& path) {
+        return FileFollower(path, std::make_unique<LineFraming>()).open(std::nullopt).error();
+    };
+    EXPECT_EQ(problemOf(folder.path()), folder.path() + ": No such file or directory");
+    EXPECT_EQ(problemOf(folder.path("")), folder.path("") + ": Is a directory");
     folder.append("line\n");
-    FileFollower follower(folder.path());
+    FileFollower follower(folder.path(), std::make_unique<LineFraming>());
     ASSERT_TRUE(follower.open(std::nullopt));
     follower.next();
     folder.remove();

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "tallyd/sources/follow/FollowedLog.h"
+#include "tallyd/sources/follow/FollowedFile.h"
 
-#include <map>
-#include <string_view>
 #include <utility>
-#include <vector>
 
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 namespace brindle::tallyd {
@@ -21,17 +19,16 @@ constexpr auto kLookTime = 100ms;
 
 } // namespace
 
-FollowedLog::FollowedLog(std::string path, LineKind kind, MakeClock makeClock)
-    : path_(std::move(path)), makeClock_(std::move(makeClock)), decoder_(makeLineDecoder(kind)),
-      follower_(path_) {}
+FollowedFile::FollowedFile(std::string path, std::unique_ptr<FollowedContent> content)
+    : path_(std::move(path)), content_(std::move(content)), follower_(path_, content_->framing()) {}
 
-tl::expected<void, std::string> FollowedLog::open() {
+tl::expected<void, std::string> FollowedFile::open() {
     // Where to begin is known once there is a sink.
     const auto file = LogFile::open(path_);
     return file ? tl::expected<void, std::string>() : tl::unexpected(file.error());
 }
 
-std::string FollowedLog::read(SourceFeed& feed) {
+std::string FollowedFile::read(SourceFeed& feed) {
     const auto position = FilePosition::parse(keeper_.place(feed));
     const auto beginning = follower_.open(position);
     if (!beginning)
@@ -43,7 +40,8 @@ std::string FollowedLog::read(SourceFeed& feed) {
         const auto found = follower_.next();
         if (!found)
             return found.error();
-        handOn(*found, feed);
+        if (const auto handed = handOn(*found, feed); !handed)
+            return handed.error();
         tellProblem(feed);
         const bool isStopping =
             found->text.empty() ? !feed.stop().pause(kLookTime) : feed.stop().isSet();
@@ -54,30 +52,24 @@ std::string FollowedLog::read(SourceFeed& feed) {
     }
 }
 
-void FollowedLog::handOn(const FollowedText& found, SourceFeed& feed) {
-    feed.countLost("line is too long", found.tooLong);
-    feed.countLost("last line is cut short", found.cutShort);
-    const LineClock clock = makeClock_(found.changedMicros);
-    std::vector<PacketRecord> records;
-    std::map<std::string_view, std::uint64_t> undecoded;
-    for (std::string_view rest = found.text; !rest.empty();) {
-        const std::size_t end = rest.find('\n');
-        auto record = decoder_->decode(rest.substr(0, end), clock);
-        rest.remove_prefix(end + 1);
-        if (!record)
-            continue;
-        if (*record)
-            records.push_back(std::move(**record));
-        else
-            ++undecoded[record->error()];
+tl::expected<void, std::string> FollowedFile::handOn(const FollowedText& found, SourceFeed& feed) {
+    feed.countLost("too long", found.tooLong);
+    feed.countLost("cut short at a file's end", found.cutShort);
+    FollowedRecords made;
+    if (!found.text.empty()) {
+        auto decoded = content_->decode(found, follower_);
+        if (!decoded)
+            return tl::unexpected(fmt::format("{}: {}", path_, decoded.error()));
+        made = std::move(*decoded);
     }
-    for (const auto& [reason, count] : undecoded)
+    for (const auto& [reason, count] : made.undecoded)
         feed.countLost(reason, count);
     if (const auto& position = follower_.position())
-        keeper_.handOn(feed, std::move(records), position->text());
+        keeper_.handOn(feed, std::move(made.records), position->text());
+    return {};
 }
 
-void FollowedLog::tellProblem(SourceFeed& feed) {
+void FollowedFile::tellProblem(SourceFeed& feed) {
     if (follower_.problem() == toldProblem_)
         return;
     toldProblem_ = follower_.problem();

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "tallyd/sources/follow/FollowedLog.h"
+#include "tallyd/sources/follow/FollowedFile.h"
 
+#include "bench/captures/CaptureFile.h"
 #include "tallyd/sources/live/LiveSource.h"
 #include "tests/tallyd/sources/RecordingSink.h"
 #include "tests/tallyd/sources/follow/LogFolder.h"
+
+#include <fstream>
+#include <iterator>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,10 +23,12 @@ std::string packet(int port, const std::string& start = "Jun  8 14:34:33 gate ke
 }
 
 std::unique_ptr<LiveSource> follow(const LogFolder& folder, RecordSink& sink,
-                                   FollowedLog::MakeClock clock = presentLineClock) {
+                                   MakeLineClock clock = presentLineClock) {
     auto source = std::make_unique<LiveSource>(
         "netfilter:" + folder.path(),
-        std::make_unique<FollowedLog>(folder.path(), LineKind::netfilter, std::move(clock)), 20ms);
+        std::make_unique<FollowedFile>(folder.path(),
+                                       logContent(LineKind::netfilter, std::move(clock))),
+        20ms);
     source->start(sink);
     return source;
 }
@@ -34,7 +40,7 @@ std::vector<int> portsOf(const RecordingSink::Seen& seen) {
     return ports;
 }
 
-TEST(FollowedLog, ARestartGoesOnWhereTheStoredRecordsEnd) {
+TEST(FollowedFile, ARestartGoesOnWhereTheStoredRecordsEnd) {
     const LogFolder folder;
     RecordingSink first;
     auto source = follow(folder, first);
@@ -71,7 +77,68 @@ TEST(FollowedLog, ARestartGoesOnWhereTheStoredRecordsEnd) {
     EXPECT_EQ(third.seen().additions, 0u) << "the place was stored when the second run ended";
 }
 
-TEST(FollowedLog, TimesWithoutAYearDoNotRunBackwardsAtNewYear) {
+TEST(FollowedFile, ACaptureIsFollowedThroughRotationAndRestart) {
+    const LogFolder folder;
+    ASSERT_TRUE(bench::writeCapture({.count = 100}, folder.path("whole")));
+    std::ifstream stream(folder.path("whole"), std::ios::binary);
+    const std::string whole(std::istreambuf_iterator<char>(stream), {});
+    // In pieces that end anywhere: within the header, between two packets, within one.
+    const std::size_t pieces[]{0, 10, 500, 501, 2000, whole.size() / 2, whole.size()};
+    const auto start = [&](RecordSink& sink) {
+        auto source = std::make_unique<LiveSource>(
+            "pflog:x",
+            std::make_unique<FollowedFile>(folder.path(), captureContent(CaptureKind::pflog)),
+            20ms);
+        source->start(sink);
+        return source;
+    };
+    RecordingSink first;
+    auto source = start(first);
+    for (std::size_t i = 1; i < std::size(pieces); ++i) {
+        folder.append(whole.substr(pieces[i - 1], pieces[i] - pieces[i - 1]));
+        std::this_thread::sleep_for(120ms);
+    }
+    const auto seen = first.waitForRecords(100);
+    source.reset();
+    EXPECT_EQ(seen.records.size(), 100u);
+    EXPECT_EQ(seen.lost, 0u);
+
+    folder.append(whole.substr(24));
+    folder.rename("log", "log.1");
+    folder.append(whole);
+    RecordingSink second(RecordSink::WhenFull::wait, seen.position);
+    source = start(second);
+    const auto again = second.waitForRecords(200);
+    source.reset();
+    ASSERT_EQ(again.records.size(), 200u);
+    for (std::size_t i = 0; i < 200; ++i)
+        EXPECT_EQ(again.records[i], seen.records[i % 100]) << i;
+}
+
+TEST(FollowedFile, ACaptureOfAnotherKindIsNamed) {
+    const LogFolder folder;
+    ASSERT_TRUE(bench::writeCapture({.count = 2}, folder.path()));
+    RecordingSink sink;
+    LiveSource source(
+        "nflog:x",
+        std::make_unique<FollowedFile>(folder.path(), captureContent(CaptureKind::nflog)), 20ms);
+    source.start(sink);
+    sink.waitForState("waiting: " + folder.path() + ": link type 117 is not that of NFLOG");
+    EXPECT_TRUE(sink.seen().records.empty());
+}
+
+TEST(CaptureFraming, ALengthThatCannotBeIsDamage) {
+    CaptureFraming framing;
+    std::string packet(16 + 3, '\0');
+    packet[8] = 3;
+    const auto whole = framing.find(packet + packet.substr(0, 18), 24, Framing::Buffer::hasRoom);
+    EXPECT_EQ(whole.length, 19u);
+    EXPECT_FALSE(whole.isDamaged);
+    packet[11] = '\x7F';
+    EXPECT_TRUE(framing.find(packet, 24, Framing::Buffer::hasRoom).isDamaged);
+}
+
+TEST(FollowedFile, TimesWithoutAYearDoNotRunBackwardsAtNewYear) {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
     constexpr std::int64_t kNewYear = 1'767'225'600; // 2026

@@ -7,6 +7,7 @@
 #include "vardex/guard/AddressGuard.h"
 #include "vardex/guard/MachineAddresses.h"
 #include "vardex/window/AddDialog.h"
+#include "vardex/window/Doubts.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -16,29 +17,17 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QSaveFile>
 #include <QStyle>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace brindle::vardex {
 namespace {
 
 constexpr qint64 kMaximumImportBytes = qint64{8} << 20;
-constexpr int kShownRefusals = 8;
 constexpr int kSearchPauseMs = 150;
-
-/// A question whose texts are shown as they are, never as markup.
-bool confirmed(QWidget* parent, const QString& text, const QString& details, const QString& yes) {
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Vardex"), text, QMessageBox::NoButton,
-                    parent);
-    box.setTextFormat(Qt::PlainText);
-    box.setInformativeText(details);
-    const QAbstractButton* const agreed = box.addButton(yes, QMessageBox::DestructiveRole);
-    box.setDefaultButton(box.addButton(BlackListWindow::tr("Leave Out"), QMessageBox::RejectRole));
-    box.exec();
-    return box.clickedButton() == agreed;
-}
 
 } // namespace
 
@@ -266,14 +255,10 @@ void BlackListWindow::addAsking(const std::vector<AddressBlock>& blocks) {
     tell({});
     const MachineAddresses machine = MachineAddresses::current();
     std::vector<AddressBlock> harmless;
-    std::vector<AddressBlock> doubtful;
-    QStringList reasons;
+    Doubts doubts;
     for (const AddressBlock& block : blocks) {
         if (const auto reason = reasonToRefuse(block, machine)) {
-            doubtful.push_back(block);
-            if (reasons.size() < kShownRefusals) {
-                reasons.append(QString::fromStdString(block.text() + ' ' + *reason));
-            }
+            doubts.add(block, *reason);
         } else {
             harmless.push_back(block);
         }
@@ -281,15 +266,8 @@ void BlackListWindow::addAsking(const std::vector<AddressBlock>& blocks) {
     if (!harmless.empty()) {
         keeper_.add(std::move(harmless), Insistence::none);
     }
-    if (doubtful.empty()) {
-        return;
-    }
-    if (static_cast<int>(doubtful.size()) > kShownRefusals) {
-        reasons.append(tr("and %1 more").arg(static_cast<int>(doubtful.size()) - kShownRefusals));
-    }
-    if (confirmed(this, tr("Blocking this may cut the machine off. Block it all the same?"),
-                  reasons.join('\n'), tr("Block"))) {
-        keeper_.add(std::move(doubtful), Insistence::insisted);
+    if (doubts.areOverruled(this)) {
+        keeper_.insist(doubts.blocks());
     }
 }
 
@@ -299,21 +277,15 @@ void BlackListWindow::removeSelected() {
 }
 
 void BlackListWindow::insistOnSelected() {
-    std::vector<AddressBlock> refused;
-    QStringList reasons;
+    Doubts doubts;
     for (const QModelIndex& row : table_->selectionModel()->selectedRows()) {
         const BlackListEntry& entry = model_.entry(order_.mapToSource(row).row());
         if (const std::string reason = keeper_.refusalOf(entry); !reason.empty()) {
-            refused.push_back(entry.block);
-            if (reasons.size() < kShownRefusals) {
-                reasons.append(QString::fromStdString(entry.block.text() + ' ' + reason));
-            }
+            doubts.add(entry.block, reason);
         }
     }
-    if (!refused.empty() &&
-        confirmed(this, tr("Blocking this may cut the machine off. Block it all the same?"),
-                  reasons.join('\n'), tr("Block"))) {
-        keeper_.insist(std::move(refused));
+    if (doubts.areOverruled(this)) {
+        keeper_.insist(doubts.blocks());
     }
 }
 

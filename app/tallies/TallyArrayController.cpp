@@ -154,7 +154,10 @@ std::vector<TallyArrayController::Place> TallyArrayController::sorted() const {
     for (Place place = 0; place < values_.size(); ++place)
         if (passes(place))
             places.push_back(place);
-    std::ranges::sort(places, [this](Place a, Place b) { return before(a, b); });
+    // A reply comes in the order that its rows are shown in first.
+    const auto order = [this](Place a, Place b) { return before(a, b); };
+    if (!std::ranges::is_sorted(places, order))
+        std::ranges::sort(places, order);
     return places;
 }
 

@@ -9,15 +9,16 @@ TallyRows::~TallyRows() {
     release();
 }
 
-void TallyRows::replace(std::vector<Row> rows) {
+std::vector<TallyRows::Row> TallyRows::replace(std::vector<Row> rows) {
     places_.clear(); // its keys are texts of the rows
     indexed_ = false;
     release();
-    rows_ = std::move(rows);
+    std::vector<Row> old = std::exchange(rows_, std::move(rows));
     for (std::size_t place = 0; place < rows_.size(); ++place)
         rows_[place]->setObserver(this, place);
     if (observer_ != nullptr)
         observer_->rowsReset();
+    return old;
 }
 
 void TallyRows::add(Row row) {
@@ -50,7 +51,6 @@ void TallyRows::release() {
     // A row may outlive the list: a look-up that answers holds it.
     for (const Row& row : rows_)
         row->setObserver(nullptr, 0);
-    rows_.clear();
 }
 
 } // namespace brindle

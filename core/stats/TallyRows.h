@@ -37,7 +37,8 @@ class TallyRows final : private VisualizerObserver {
     /// Null: nobody is told.
     void setObserver(TallyRowsObserver* observer) { observer_ = observer; }
 
-    void replace(std::vector<Row> rows);
+    /// Returns the rows of before: they are no longer the list's.
+    std::vector<Row> replace(std::vector<Row> rows);
     void add(Row row);
 
     std::size_t size() const { return rows_.size(); }

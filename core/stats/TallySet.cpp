@@ -21,6 +21,18 @@ bool isIpv6Text(const std::string& text) {
     return ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
 }
 
+/// A hundred thousand rows take their time to go. Those that nobody else holds and that resolve no
+/// name, whose timer is the main thread's, go elsewhere.
+void letGo(std::vector<TallyRows::Row> rows, platform::DispatchQueue& queue) {
+    constexpr std::size_t kFew = 1000;
+    if (rows.size() < kFew)
+        return;
+    std::erase_if(rows, [](const TallyRows::Row& row) {
+        return row.use_count() > 1 || row->hasResolution();
+    });
+    queue.async([gone = std::move(rows)]() mutable { gone.clear(); });
+}
+
 } // namespace
 
 const char* addressField(const std::string& direction) {
@@ -81,7 +93,7 @@ void TallySet::reload(Tally& tally, const char* obj) {
                                                     rowFromCount(count, 0, Bare::yes, services_));
                                     });
     }
-    tally.rows.replace(std::move(rows));
+    letGo(tally.rows.replace(std::move(rows)), *services_.queues.global);
 }
 
 void TallySet::countLiveRecord(const LiveRecordDictionary& record) {

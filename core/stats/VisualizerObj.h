@@ -85,6 +85,8 @@ class VisualizerObj final : public HostNameQueryDelegate,
 
     /// Schedules the nation look-up, once in the life of the row.
     void setNationInfo(const TallyServices& services);
+    /// A name was looked up at some time: the row has what belongs to the main thread.
+    bool hasResolution() const { return resolution_ != nullptr; }
     /// Starts resolving the address; only addresses, and one look-up at a time.
     void setHostname(const TallyServices& services);
     void timeoutQueryIP();

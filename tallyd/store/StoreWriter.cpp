@@ -21,7 +21,7 @@ constexpr int kGrowBytes = 1 << 20;
 /// A checkpoint after so many pages of log, which soon are moved.
 constexpr std::int64_t kCheckpointPages = 1000;
 /// A log of more pages than this has to begin anew; readers are waited for, but not long.
-constexpr std::int64_t kMostLogPages = 4 * kCheckpointPages;
+constexpr std::int64_t kMostLogPages = 2 * kCheckpointPages;
 constexpr std::chrono::milliseconds kPatience{50};
 /// What the log keeps of the disk: room to delete in when there is no other left.
 constexpr std::int64_t kLogBytes = 4 << 20;
@@ -33,10 +33,33 @@ void bindAddress(sqlite::Statement& statement, int parameter, const IpAddress& a
         statement.bindNull(parameter);
 }
 
+void setSynchronous(sqlite::Connection& connection, StoreUse use) {
+    connection.execute(use == StoreUse::live ? "PRAGMA synchronous = FULL"
+                                             : "PRAGMA synchronous = NORMAL");
+}
+
+/// Commits without waiting for the disk within a scope: for what could as well be done again.
+class NoWait {
+  public:
+    NoWait(sqlite::Connection& connection, StoreUse use) : connection_(connection), use_(use) {
+        setSynchronous(connection_, StoreUse::import);
+    }
+    ~NoWait() {
+        // Only fails within a transaction, and those end before.
+        setSynchronous(connection_, use_);
+    }
+    NoWait(const NoWait&) = delete;
+    NoWait& operator=(const NoWait&) = delete;
+
+  private:
+    sqlite::Connection& connection_;
+    const StoreUse use_;
+};
+
 } // namespace
 
 StoreWriter::StoreWriter(const std::string& path, StoreUse use)
-    : path_(path), connection_(path, sqlite::Access::readWrite), tallies_(connection_),
+    : path_(path), use_(use), connection_(path, sqlite::Access::readWrite), tallies_(connection_),
       insertRecord_(connection_, "INSERT INTO records (time, seq, flags, uid, srcport, dstport, "
                                  "src, dst, rule, interface, proto) "
                                  "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -51,8 +74,7 @@ StoreWriter::StoreWriter(const std::string& path, StoreUse use)
       purge_(connection_, "DELETE FROM records WHERE (time, seq) <= (?, ?)"),
       pageCount_(connection_, "PRAGMA page_count"),
       emptyPages_(connection_, "PRAGMA freelist_count") {
-    connection_.execute(use == StoreUse::live ? "PRAGMA synchronous = FULL"
-                                              : "PRAGMA synchronous = NORMAL");
+    setSynchronous(connection_, use);
     connection_.execute(use == StoreUse::live ? "PRAGMA cache_size = -16384"
                                               : "PRAGMA cache_size = -65536");
     connection_.growBy(kGrowBytes);
@@ -198,6 +220,7 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
     return attempt([&]() -> std::uint64_t {
         if (limit == 0)
             return 0;
+        const NoWait noWait(connection_, use_);
         sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
         // The last record of this batch: the limit's one, or else the last before the time.
         std::int64_t time = beforeMicros;
@@ -224,6 +247,7 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
 
 tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros) {
     return attempt([&] {
+        const NoWait noWait(connection_, use_);
         sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
         const bool rolledUp = tallies_.rollUpDay(nowMicros);
         if (rolledUp)
@@ -234,6 +258,7 @@ tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros) {
 
 tl::expected<std::size_t, std::string> StoreWriter::shrink(std::size_t pages, std::size_t keep) {
     return attempt([&]() -> std::size_t {
+        const NoWait noWait(connection_, use_);
         const auto before = static_cast<std::size_t>(emptyPages());
         if (before <= keep)
             return 0;
@@ -248,7 +273,8 @@ tl::expected<StoreSpace, std::string> StoreWriter::space() {
         StoreSpace space;
         space.log = fileBytes(path_ + kLogSuffix);
         sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::read);
-        space.main = static_cast<std::uint64_t>(pageCount() * kPageBytes);
+        space.main = static_cast<std::uint64_t>((pageCount() * kPageBytes + kGrowBytes - 1) /
+                                                kGrowBytes * kGrowBytes);
         space.empty = static_cast<std::uint64_t>(emptyPages() * kPageBytes);
         return space;
     });

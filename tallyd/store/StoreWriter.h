@@ -8,6 +8,7 @@
 // write-ahead log can still be moved there, after which old records can be deleted and their pages
 // used again.
 //
+// What is deleted may be there again after a power failure until the next batch or checkpoint.
 // A committed batch survives the end of the process, however it ends. With StoreUse::live it also
 // survives a power failure; with StoreUse::import that holds once `checkpoint` has returned.
 #pragma once
@@ -102,6 +103,7 @@ class StoreWriter {
     };
 
     const std::string path_;
+    const StoreUse use_;
     sqlite::Connection connection_;
     TallyWriter tallies_;
     sqlite::Statement insertRecord_;

@@ -11,10 +11,10 @@ namespace brindle::tallyd {
 namespace {
 
 /// A commit makes no run of more entries than this out of smaller ones: it is not to be held up.
-constexpr std::size_t kMostMergedEntries = 65536;
+constexpr std::size_t kMostMergedEntries = 16384;
 /// Nor does a purge write more anew than this. Records that came in the order of their times are
 /// counted by a few runs; only where they lie in many may this be too little.
-constexpr std::size_t kMostRewrittenEntries = 8 * kMostMergedEntries;
+constexpr std::size_t kMostRewrittenEntries = 16 * kMostMergedEntries;
 /// Entries of a day's counts in one chunk: what is read to find one key.
 constexpr std::size_t kChunkEntries = 2048;
 /// Records that are in none of an hour's runs by their numbers.

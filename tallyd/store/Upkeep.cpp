@@ -160,6 +160,8 @@ tl::expected<Upkeep::Purged, std::string> Upkeep::purge(std::int64_t beforeMicro
             const bool all = *deleted < purgeRecords_;
             purgeRecords_ = std::min(purgeRecords_ * 2, limits_.purgeRecords);
             measure();
+            if (all && *deleted > 0)
+                checkpointWanted_ = true; // and they are gone from the disk too
             return Purged{.records = *deleted, .all = all};
         }
         // On a full disk the log has no room beyond what it has: a smaller step may fit in there

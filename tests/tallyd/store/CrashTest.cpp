@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "tests/tallyd/store/StoreFixture.h"
+#include "tests/tallyd/store/TallyFixture.h"
 
 #include <csignal>
 #include <numeric>
@@ -10,7 +10,7 @@
 namespace brindle::tallyd {
 namespace {
 
-using CrashTest = StoreTest;
+using CrashTest = TallyFixture;
 
 constexpr std::uint32_t kBatch = 50;
 
@@ -66,6 +66,7 @@ TEST_F(CrashTest, EveryAnnouncedBatchOutlivesAKilledWriter) {
             std::iota(expected.rbegin(), expected.rend(), 0u);
             EXPECT_EQ(found, expected);
             EXPECT_EQ(figures().rows, found.size());
+            compare(std::numeric_limits<std::int64_t>::min(), "after the kill");
             EXPECT_EQ(append(*writer(), {numbered(0, 0)}), found.size() + 1);
         }
     }

@@ -87,6 +87,27 @@ void readLimits(const toml::value& value, IntakeLimits& limits) {
     }
 }
 
+void readRetention(const toml::value& value, Retention& retention) {
+    // With less there is little left beside the write-ahead log.
+    constexpr std::int64_t kFewestMegabytes = 64;
+    if (!value.is_table())
+        throw Mistake{value.location().line(), "\"retention\" must be a table"};
+    for (const auto& [key, limit] : value.as_table()) {
+        if (key == "days") {
+            retention.age = std::chrono::hours(24) * positive(limit, key);
+        } else if (key == "megabytes") {
+            const std::int64_t megabytes = positive(limit, key);
+            if (megabytes < kFewestMegabytes)
+                throw Mistake{limit.location().line(),
+                              fmt::format("\"{}\" must be {} or more", key, kFewestMegabytes)};
+            retention.bytes = static_cast<std::uint64_t>(megabytes) * 1'000'000;
+        } else {
+            throw Mistake{limit.location().line(),
+                          fmt::format("unknown key \"retention.{}\"", key)};
+        }
+    }
+}
+
 Configuration fromTable(const toml::value& file) {
     Configuration configuration;
     for (const auto& [key, value] : file.as_table()) {
@@ -98,6 +119,8 @@ Configuration fromTable(const toml::value& file) {
             configuration.sources = as<std::vector<std::string>>(value, key);
         else if (key == "limits")
             readLimits(value, configuration.limits);
+        else if (key == "retention")
+            readRetention(value, configuration.limits.retention);
         else
             throw Mistake{value.location().line(), fmt::format("unknown key \"{}\"", key)};
     }

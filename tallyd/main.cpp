@@ -40,7 +40,7 @@ int run(const ImportOptions& options) {
 }
 
 int run(const ServeOptions& options) {
-    holdEndingSignals();
+    holdSignals();
     return serve(options);
 }
 

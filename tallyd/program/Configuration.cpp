@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/program/Options.h"
 
+#include "tallyd/sources/SourceSpec.h"
+
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <toml.hpp>
@@ -72,10 +78,41 @@ std::int64_t positive(const toml::value& value, std::string_view key) {
     return number;
 }
 
+using Entries = std::vector<std::pair<std::string_view, const toml::value*>>;
+
+/// In the order of the file, so that the mistake which is told is the first.
+Entries entriesOf(const toml::value& table) {
+    Entries entries;
+    for (const auto& [key, value] : table.as_table())
+        entries.emplace_back(key, &value);
+    std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+        const auto place = [](const toml::value& value) {
+            const auto location = value.location();
+            return std::pair(location.line(), location.column());
+        };
+        return place(*a.second) < place(*b.second);
+    });
+    return entries;
+}
+
+std::vector<std::string> readSources(const toml::value& value) {
+    const auto sources = as<std::vector<std::string>>(value, "sources");
+    std::set<std::string> named;
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        const auto line = value.as_array()[i].location().line();
+        if (const auto plan = parseSourceSpec(sources[i]); !plan)
+            throw Mistake{line, plan.error()};
+        if (!named.insert(sources[i]).second)
+            throw Mistake{line, fmt::format("source \"{}\": is named twice", sources[i])};
+    }
+    return sources;
+}
+
 void readLimits(const toml::value& value, IntakeLimits& limits) {
     if (!value.is_table())
         throw Mistake{value.location().line(), "\"limits\" must be a table"};
-    for (const auto& [key, limit] : value.as_table()) {
+    for (const auto& [key, entry] : entriesOf(value)) {
+        const toml::value& limit = *entry;
         if (key == "queue_records")
             limits.queueRecords = static_cast<std::size_t>(positive(limit, key));
         else if (key == "batch_records")
@@ -110,13 +147,14 @@ void readRetention(const toml::value& value, Retention& retention) {
 
 Configuration fromTable(const toml::value& file) {
     Configuration configuration;
-    for (const auto& [key, value] : file.as_table()) {
+    for (const auto& [key, entry] : entriesOf(file)) {
+        const toml::value& value = *entry;
         if (key == "store")
             configuration.store = as<std::string>(value, key);
         else if (key == "socket")
             configuration.socket = as<std::string>(value, key);
         else if (key == "sources")
-            configuration.sources = as<std::vector<std::string>>(value, key);
+            configuration.sources = readSources(value);
         else if (key == "limits")
             readLimits(value, configuration.limits);
         else if (key == "retention")

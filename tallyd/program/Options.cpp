@@ -14,12 +14,26 @@ namespace brindle::tallyd {
 
 namespace {
 
-/// What the command line says goes before what the file says.
-tl::expected<ServeOptions, std::string> serveOptions(const Configuration& given,
-                                                     const std::string& configPath) {
+/// The same as the configuration file's reader finds, for what has no lines.
+tl::expected<void, std::string> checkSources(const std::vector<std::string>& sources) {
+    std::set<std::string> named;
+    for (const std::string& source : sources) {
+        if (const auto plan = parseSourceSpec(source); !plan)
+            return tl::unexpected(plan.error());
+        // Each would store every record once more, and they would share a place.
+        if (!named.insert(source).second)
+            return tl::unexpected(fmt::format("source \"{}\": is named twice", source));
+    }
+    return {};
+}
+
+} // namespace
+
+tl::expected<ServeOptions, std::string> serveOptions(const ServeRequest& request) {
+    const Configuration& given = request.given;
     Configuration file;
-    if (!configPath.empty()) {
-        auto read = readConfiguration(configPath);
+    if (!request.configPath.empty()) {
+        auto read = readConfiguration(request.configPath);
         if (!read)
             return tl::unexpected(read.error());
         file = std::move(*read);
@@ -27,7 +41,9 @@ tl::expected<ServeOptions, std::string> serveOptions(const Configuration& given,
     const auto store = given.store ? given.store : file.store;
     if (!store)
         return tl::unexpected(
-            std::string("--store is required, here or in the configuration file"));
+            request.configPath.empty()
+                ? std::string("--store is required, here or in the configuration file")
+                : fmt::format("{}: \"store\" is missing", request.configPath));
     ServeOptions options;
     options.store = *store;
     options.socket = given.socket  ? *given.socket
@@ -35,19 +51,12 @@ tl::expected<ServeOptions, std::string> serveOptions(const Configuration& given,
                                    : platform::daemonSocketPath();
     options.sources =
         (given.sources ? given.sources : file.sources).value_or(std::vector<std::string>());
-    std::set<std::string> named;
-    for (const std::string& source : options.sources) {
-        if (const auto plan = parseSourceSpec(source); !plan)
-            return tl::unexpected(plan.error());
-        // Each would store every record once more, and they would share a place.
-        if (!named.insert(source).second)
-            return tl::unexpected(fmt::format("source \"{}\": is named twice", source));
-    }
+    if (const auto sound = checkSources(options.sources); !sound)
+        return tl::unexpected(sound.error());
     options.limits = file.limits;
+    options.request = request;
     return options;
 }
-
-} // namespace
 
 std::string programVersion() {
     return BRINDLE_VERSION;
@@ -68,8 +77,9 @@ Command parseCommandLine(int argc, const char* const* argv) {
         ->type_name("INPUT")
         ->required();
 
-    Configuration given;
-    std::string configPath;
+    ServeRequest request;
+    Configuration& given = request.given;
+    bool isCheck = false;
     auto* serveCommand = app.add_subcommand("serve", "Collect records and answer requests");
     serveCommand->add_option("--store", given.store, "The file that holds the records")
         ->type_name("FILE");
@@ -78,7 +88,12 @@ Command parseCommandLine(int argc, const char* const* argv) {
     serveCommand->add_option("--source", given.sources, "Where records come from; may be repeated")
         ->type_name("SPEC")
         ->allow_extra_args(false);
-    serveCommand->add_option("--config", configPath, "Options in a file")->type_name("FILE");
+    auto* config = serveCommand->add_option("--config", request.configPath, "Options in a file")
+                       ->type_name("FILE");
+    serveCommand
+        ->add_flag("--check-config", isCheck,
+                   "Only say whether that file is right, and what is not")
+        ->needs(config);
 
     try {
         app.parse(argc, argv);
@@ -90,9 +105,12 @@ Command parseCommandLine(int argc, const char* const* argv) {
     }
     if (*importCommand)
         return import;
-    auto options = serveOptions(given, configPath);
+    auto options = serveOptions(request);
     if (!options)
         return Message{fmt::format("tallyd: {}\n", options.error()), true};
+    if (isCheck)
+        return Message{fmt::format("{}: no mistakes, sources: {}\n", request.configPath,
+                                   options->sources.size())};
     return *options;
 }
 

@@ -20,14 +20,37 @@ struct ImportOptions {
     std::vector<std::string> inputs; ///< files; "-" is standard input
 };
 
-struct ServeOptions {
-    std::string store;
-    std::string socket;
-    std::vector<std::string> sources; ///< "nflog:5" …: texts that parseSourceSpec takes
+/// The file of `serve --config`, or what the command line says in its place; what is not named in
+/// it stays absent.
+struct Configuration {
+    std::optional<std::string> store;
+    std::optional<std::string> socket;
+    std::optional<std::vector<std::string>> sources; ///< "nflog:5" …: parseSourceSpec takes each
     IntakeLimits limits;
 };
 
-/// Help, the version, or what was wrong: printed as it is.
+/// Errors are one line naming the file, and the line where there is one: the first mistake. An
+/// unknown key is an error: a misspelt one would be ignored otherwise.
+tl::expected<Configuration, std::string> readConfiguration(const std::string& path);
+
+/// How the daemon was asked to run, kept to read its configuration file again.
+struct ServeRequest {
+    Configuration given;    ///< by the command line: goes before what the file says
+    std::string configPath; ///< empty: there is no file
+};
+
+struct ServeOptions {
+    std::string store;
+    std::string socket;
+    std::vector<std::string> sources;
+    IntakeLimits limits;
+    ServeRequest request; ///< what the above was made from
+};
+
+/// Reads the configuration file, if any, now. Errors: see readConfiguration.
+tl::expected<ServeOptions, std::string> serveOptions(const ServeRequest& request);
+
+/// Help, the version, that a file is fine, or what was wrong: printed as it is.
 struct Message {
     std::string text;
     bool isError = false; ///< goes to standard error; the program ends with status 2
@@ -38,17 +61,5 @@ using Command = std::variant<ImportOptions, ServeOptions, Message>;
 std::string programVersion();
 
 Command parseCommandLine(int argc, const char* const* argv);
-
-/// The file of `serve --config`; what is not named in it stays absent.
-struct Configuration {
-    std::optional<std::string> store;
-    std::optional<std::string> socket;
-    std::optional<std::vector<std::string>> sources;
-    IntakeLimits limits;
-};
-
-/// Errors are one line naming the file, and the line where there is one. An unknown key is an
-/// error: a misspelt one would be ignored otherwise.
-tl::expected<Configuration, std::string> readConfiguration(const std::string& path);
 
 } // namespace brindle::tallyd

@@ -3,19 +3,22 @@
 
 #include "core/log/records/RecordText.h"
 #include "protocol/TallydServer.h"
+#include "tallyd/program/Progress.h"
 #include "tallyd/program/ServiceManager.h"
+#include "tallyd/program/SourceSet.h"
 #include "tallyd/server/Listener.h"
 #include "tallyd/server/TallydService.h"
-#include "tallyd/sources/Source.h"
 #include "tallyd/store/Intake.h"
 #include "tallyd/store/Store.h"
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
-#include <vector>
 
 #include <spdlog/spdlog.h>
 
@@ -23,31 +26,88 @@ namespace brindle::tallyd {
 
 namespace {
 
-sigset_t endingSignals() {
+sigset_t leadingSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     return signals;
 }
 
-/// Returns when the process is to end. `alive` is called in between, as often as the service
-/// manager wants to hear of us.
-template <typename Alive>
-void waitForEnd(const Alive& alive) {
-    const sigset_t signals = endingSignals();
+/// Waits for the next signal, with a time-out: it may be none.
+std::optional<int> nextSignal(const std::optional<std::chrono::microseconds>& patience) {
+    const sigset_t signals = leadingSignals();
+    if (!patience) {
+        const int received = ::sigwaitinfo(&signals, nullptr);
+        return received > 0 ? std::optional(received) : std::nullopt;
+    }
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*patience);
+    const timespec timeout{static_cast<std::time_t>(seconds.count()),
+                           static_cast<long>((*patience - seconds).count()) * 1000};
+    const int received = ::sigtimedwait(&signals, nullptr, &timeout);
+    return received > 0 ? std::optional(received) : std::nullopt;
+}
+
+/// Returns when the process is to end. `alive` is called as often as the service manager wants to
+/// hear of us, `reload` when the configuration is to be read again.
+template <typename Alive, typename Reload>
+void waitForEnd(const Alive& alive, const Reload& reload) {
+    using Clock = std::chrono::steady_clock;
     const auto interval = watchdogInterval();
-    if (!interval) {
-        int received = 0;
-        while (sigwait(&signals, &received) != 0) {
+    Clock::time_point next = Clock::now();
+    for (;;) {
+        std::optional<std::chrono::microseconds> patience;
+        if (interval) {
+            if (Clock::now() >= next) {
+                alive();
+                next = Clock::now() + *interval;
+            }
+            patience = std::max(std::chrono::microseconds(0),
+                                std::chrono::ceil<std::chrono::microseconds>(next - Clock::now()));
         }
+        const auto received = nextSignal(patience);
+        if (received == SIGHUP)
+            reload();
+        else if (received)
+            return;
+    }
+}
+
+/// As far as the configuration file tells them.
+bool sameLimits(const IntakeLimits& a, const IntakeLimits& b) {
+    return a.queueRecords == b.queueRecords && a.batchRecords == b.batchRecords &&
+           a.batchAge == b.batchAge && a.retention.age == b.retention.age &&
+           a.retention.bytes == b.retention.bytes;
+}
+
+/// Reads the configuration file again and changes what can change while we run. `options` become
+/// the new ones unless there is a mistake.
+void reload(ServeOptions& options, SourceSet& sources) {
+    if (options.request.configPath.empty()) {
+        spdlog::warn("reload: there is no configuration file to read");
         return;
     }
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*interval);
-    const timespec timeout{static_cast<std::time_t>(seconds.count()),
-                           static_cast<long>((*interval - seconds).count()) * 1000};
-    while (sigtimedwait(&signals, nullptr, &timeout) < 0)
-        alive();
+    auto wanted = serveOptions(options.request);
+    const auto changes = wanted ? sources.replace(wanted->sources) : tl::unexpected(wanted.error());
+    if (!changes) {
+        spdlog::error("reload: {}; nothing is changed", changes.error());
+        return;
+    }
+    spdlog::info("reload: {} sources added, {} removed, {} kept", changes->added, changes->removed,
+                 wanted->sources.size() - changes->added);
+    std::string later;
+    const auto takesEffectLater = [&](const char* what, bool isChanged) {
+        if (isChanged)
+            later += (later.empty() ? "" : ", ") + std::string(what);
+    };
+    takesEffectLater("\"store\"", wanted->store != options.store);
+    takesEffectLater("\"socket\"", wanted->socket != options.socket);
+    takesEffectLater("\"limits\"", !sameLimits(wanted->limits, options.limits));
+    if (!later.empty())
+        spdlog::warn("reload: {} changed: taken at the next start", later);
+    // What is not taken is compared again, and told again, at the next reload.
+    options.sources = std::move(wanted->sources);
 }
 
 int fail(const std::string& line) {
@@ -57,14 +117,14 @@ int fail(const std::string& line) {
 
 } // namespace
 
-void holdEndingSignals() {
-    const sigset_t signals = endingSignals();
+void holdSignals() {
+    const sigset_t signals = leadingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     // A peer that goes away is an error of its connection.
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-int serve(const ServeOptions& options) {
+int serve(ServeOptions options) {
     const auto store = Store::open(options.store);
     if (!store)
         return fail(store.error());
@@ -95,29 +155,33 @@ int serve(const ServeOptions& options) {
     const auto server = makeTallydServer(service);
     liveServer = server.get();
 
-    std::vector<std::unique_ptr<Source>> sources;
-    for (const std::string& configured : options.sources) {
-        auto source = makeSource(configured);
-        if (!source)
-            return fail(source.error());
-        sources.push_back(std::move(*source));
-    }
+    SourceSet sources;
+    if (const auto prepared = sources.prepare(options.sources); !prepared)
+        return fail(prepared.error());
 
     const auto inherited = inheritedSocket();
     auto listener = inherited ? Listener::adopt(*inherited, *server)
                               : Listener::create(options.socket, *server);
     if (!listener)
         return fail(listener.error());
-    for (const auto& source : sources)
-        source->start(intake);
+    sources.start(intake);
 
     std::puts("ready");
     std::fflush(stdout);
     tellServiceManager(ServiceState::ready);
-    waitForEnd([&intake] {
-        // Asking takes the intake's lock: a daemon that hangs there is not alive.
-        intake.status();
-        tellServiceManager(ServiceState::alive);
+    Progress progress;
+    const auto alive = [&] {
+        const std::uint64_t handedOver = sources.handedOver();
+        // Asking takes the intake's lock: a daemon that hangs there is not alive either.
+        if (progress.goesOn(handedOver, intake.status().received))
+            tellServiceManager(ServiceState::alive);
+        else
+            spdlog::error("the writer does not get on");
+    };
+    waitForEnd(alive, [&] {
+        tellServiceManager(ServiceState::reloading);
+        reload(options, sources);
+        tellServiceManager(ServiceState::ready);
     });
     tellServiceManager(ServiceState::stopping);
 

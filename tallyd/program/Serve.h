@@ -8,12 +8,13 @@
 
 namespace brindle::tallyd {
 
-/// Makes the signals that end the daemon wait for `serve`. To be called before any thread starts.
-void holdEndingSignals();
+/// Makes the signals that the daemon is led by wait for `serve`. To be called before any thread
+/// starts.
+void holdSignals();
 
 /// Prints "ready" on standard output once requests are answered, and returns after SIGTERM or
-/// SIGINT, with everything accepted stored. The exit status: 0, or 1 with one line on standard
-/// error.
-int serve(const ServeOptions& options);
+/// SIGINT, with everything accepted stored. SIGHUP has the configuration file read again; one with
+/// a mistake changes nothing. The exit status: 0, or 1 with one line on standard error.
+int serve(ServeOptions options);
 
 } // namespace brindle::tallyd

@@ -1,14 +1,32 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/program/ServiceManager.h"
 
+#include <cinttypes>
+#include <ctime>
+
 #include <systemd/sd-daemon.h>
 
 namespace brindle::tallyd {
+
+namespace {
+
+std::uint64_t uptimeMicros() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000000 +
+           static_cast<std::uint64_t>(now.tv_nsec) / 1000;
+}
+
+} // namespace
 
 void tellServiceManager(ServiceState state) {
     switch (state) {
     case ServiceState::ready:
         sd_notify(0, "READY=1");
+        break;
+    case ServiceState::reloading:
+        // The time lets the manager tell this reload from one before it.
+        sd_notifyf(0, "RELOADING=1\nMONOTONIC_USEC=%" PRIu64, uptimeMicros());
         break;
     case ServiceState::stopping:
         sd_notify(0, "STOPPING=1");

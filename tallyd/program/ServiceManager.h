@@ -9,7 +9,7 @@
 
 namespace brindle::tallyd {
 
-enum class ServiceState { ready, stopping, alive };
+enum class ServiceState { ready, reloading, stopping, alive };
 
 void tellServiceManager(ServiceState state);
 

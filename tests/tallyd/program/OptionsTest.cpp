@@ -85,6 +85,11 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         {"[limits]\nbatch_records = 0\n", ":2: \"batch_records\" must be positive"},
         {"[limits]\nspeed = 1\n", ":2: unknown key \"limits.speed\""},
         {"store = \"a\"\nstore\n", ":2: not understood"},
+        {"sources = [\n\"replay:/a\",\n\"odd:x\"]\n", ":3: source \"odd:x\""},
+        {"sources = [\n\"nflog:5\",\n\n\"nflog:5\"]\n", ":4: source \"nflog:5\": is named twice"},
+        // The first of several, whatever their keys.
+        {"store = \"a\"\nz = 1\na = 1\nm = 1\nb = 1\nq = 1\n", ":2: unknown key \"z\""},
+        {"sources = [\"odd:x\"]\nstore = 7\n", ":1: source \"odd:x\""},
     };
     for (const auto& mistake : cases) {
         const auto message = std::get<Message>(
@@ -93,6 +98,20 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         EXPECT_THAT(message.text, HasSubstr(mistake.told));
     }
     EXPECT_THAT(readConfiguration("/no/such/file").error(), HasSubstr("/no/such/file"));
+}
+
+TEST_F(OptionsTest, AFileIsCheckedWithoutServing) {
+    const auto check = [&](const char* text) {
+        return std::get<Message>(parse({"serve", "--check-config", "--config", configured(text)}));
+    };
+    const Message fine = check("store = \"s\"\nsources = [\"nflog:5\"]\n");
+    EXPECT_FALSE(fine.isError);
+    EXPECT_THAT(fine.text, HasSubstr(": no mistakes, sources: 1\n"));
+    const Message wrong = check("store = \"s\"\n[limits]\nbatch_records = \"many\"\n");
+    EXPECT_TRUE(wrong.isError);
+    EXPECT_THAT(wrong.text, HasSubstr(":3: \"batch_records\" must be a whole number\n"));
+    EXPECT_THAT(check("sources = []\n").text, HasSubstr(": \"store\" is missing\n"));
+    EXPECT_TRUE(std::get<Message>(parse({"serve", "--store", "s", "--check-config"})).isError);
 }
 
 TEST_F(OptionsTest, WrongUsageIsAnErrorAndHelpIsNot) {

@@ -2,76 +2,15 @@
 //
 // The program as a whole, run as a user runs it.
 #include "platform/connection/UnixSocket.h"
-#include "tallyd/program/Options.h"
-#include "tests/tallyd/store/StoreFixture.h"
+#include "tests/tallyd/program/StartedProgram.h"
 
-#include <csignal>
-
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace brindle::tallyd {
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/// A started tallyd; its output is read line by line, its complaints when it has ended.
-class Program {
-  public:
-    Program(std::vector<std::string> arguments, const std::string& complaints)
-        : complaints_(complaints) {
-        int ends[2];
-        if (::pipe(ends) != 0)
-            throw std::runtime_error("no pipe");
-        posix_spawn_file_actions_t actions;
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawn_file_actions_adddup2(&actions, ends[1], 1);
-        ::posix_spawn_file_actions_addclose(&actions, ends[0]);
-        ::posix_spawn_file_actions_addclose(&actions, ends[1]);
-        ::posix_spawn_file_actions_addopen(&actions, 2, complaints.c_str(),
-                                           O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        arguments.insert(arguments.begin(), "tallyd");
-        std::vector<char*> argv;
-        for (auto& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        if (::posix_spawn(&pid_, TALLYD_PROGRAM, &actions, nullptr, argv.data(), environ) != 0)
-            throw std::runtime_error("cannot start " TALLYD_PROGRAM);
-        ::posix_spawn_file_actions_destroy(&actions);
-        ::close(ends[1]);
-        output_ = ::fdopen(ends[0], "r");
-    }
-    ~Program() {
-        if (pid_ > 0)
-            end(SIGKILL);
-        std::fclose(output_);
-    }
-
-    std::string line() {
-        char buffer[1000] = "";
-        return std::fgets(buffer, sizeof buffer, output_) ? buffer : "";
-    }
-    /// The exit status; negative for a signal.
-    int wait() {
-        int status = 0;
-        ::waitpid(std::exchange(pid_, 0), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-    int end(int signal) {
-        ::kill(pid_, signal);
-        return wait();
-    }
-    std::string complaints() const { return contents(complaints_); }
-
-  private:
-    const std::string complaints_;
-    pid_t pid_ = 0;
-    std::FILE* output_ = nullptr;
-};
 
 class ProgramTest : public StoreTest {
   protected:

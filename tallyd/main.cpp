@@ -2,6 +2,7 @@
 //
 // tallyd: collects the packet filter's log, stores it, and answers requests about it.
 #include "tallyd/program/Import.h"
+#include "tallyd/program/Logging.h"
 #include "tallyd/program/Options.h"
 #include "tallyd/program/Serve.h"
 #include "tallyd/sources/InputFile.h"
@@ -12,18 +13,20 @@
 #include <variant>
 
 #include <fmt/format.h>
-#include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
 namespace brindle::tallyd {
 namespace {
 
-int run(const Message& message) {
-    fmt::print(message.isError ? stderr : stdout, "{}", message.text);
+int run(const Message& message, LogLines lines) {
+    if (message.isError)
+        fmt::print(stderr, "{}{}", errorPrefix(lines), message.text);
+    else
+        fmt::print("{}", message.text);
     return message.isError ? 2 : 0;
 }
 
-int run(const ImportOptions& options) {
+int run(const ImportOptions& options, LogLines) {
     const auto store = Store::open(options.store);
     auto writer = store ? store->writer(StoreUse::import) : tl::unexpected(store.error());
     if (!writer) {
@@ -39,7 +42,7 @@ int run(const ImportOptions& options) {
     return report.exitStatus();
 }
 
-int run(const ServeOptions& options) {
+int run(const ServeOptions& options, LogLines) {
     holdSignals();
     return serve(options);
 }
@@ -48,12 +51,11 @@ int run(const ServeOptions& options) {
 } // namespace brindle::tallyd
 
 int main(int argc, char** argv) {
-    // Whoever collects our standard error adds the time.
-    spdlog::set_default_logger(spdlog::stderr_logger_mt("tallyd"));
-    spdlog::set_pattern("tallyd: %v");
+    const brindle::tallyd::LogLines lines = brindle::tallyd::setUpLogging();
     try {
-        return std::visit([](const auto& command) { return brindle::tallyd::run(command); },
-                          brindle::tallyd::parseCommandLine(argc, argv));
+        return std::visit(
+            [lines](const auto& command) { return brindle::tallyd::run(command, lines); },
+            brindle::tallyd::parseCommandLine(argc, argv));
     } catch (const std::exception& error) {
         spdlog::critical("{}", error.what());
         return 1;

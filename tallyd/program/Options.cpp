@@ -101,13 +101,13 @@ Command parseCommandLine(int argc, const char* const* argv) {
         std::ostringstream out;
         std::ostringstream complaint;
         const bool isError = app.exit(error, out, complaint) != 0;
-        return Message{isError ? "tallyd: " + complaint.str() : out.str(), isError};
+        return Message{isError ? complaint.str() : out.str(), isError};
     }
     if (*importCommand)
         return import;
     auto options = serveOptions(request);
     if (!options)
-        return Message{fmt::format("tallyd: {}\n", options.error()), true};
+        return Message{options.error() + "\n", true};
     if (isCheck)
         return Message{fmt::format("{}: no mistakes, sources: {}\n", request.configPath,
                                    options->sources.size())};

@@ -50,7 +50,7 @@ struct ServeOptions {
 /// Reads the configuration file, if any, now. Errors: see readConfiguration.
 tl::expected<ServeOptions, std::string> serveOptions(const ServeRequest& request);
 
-/// Help, the version, that a file is fine, or what was wrong: printed as it is.
+/// Help, the version, that a file is fine, or what was wrong: whole lines.
 struct Message {
     std::string text;
     bool isError = false; ///< goes to standard error; the program ends with status 2

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "tallyd/store/ReaderConnection.h"
+#include "tallyd/store/ReaderGate.h"
 
 #include <memory>
 #include <mutex>
@@ -19,13 +20,15 @@ namespace brindle::tallyd {
 
 class ReaderPool {
   public:
-    explicit ReaderPool(std::string path) : path_(std::move(path)) {}
+    ReaderPool(std::string path, std::shared_ptr<ReaderGate> gate)
+        : path_(std::move(path)), gate_(std::move(gate)) {}
 
     /// Runs `work(ReaderConnection&)` on a borrowed connection and gives its result, or one line. A
     /// connection on which something failed is closed instead of kept.
     template <typename Work>
     auto use(Work&& work)
         -> tl::expected<decltype(work(std::declval<ReaderConnection&>())), std::string> {
+        gate_->pass();
         try {
             std::unique_ptr<ReaderConnection> connection = take();
             auto result = work(*connection);
@@ -58,6 +61,7 @@ class ReaderPool {
     }
 
     const std::string path_;
+    const std::shared_ptr<ReaderGate> gate_;
     std::mutex mutex_;
     std::vector<std::unique_ptr<ReaderConnection>> free_;
 };

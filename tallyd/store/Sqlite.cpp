@@ -74,7 +74,7 @@ void Connection::checkpointByHand() {
         &log_);
 }
 
-void Connection::checkpoint(Checkpoint kind, std::chrono::milliseconds patience) {
+bool Connection::checkpoint(Checkpoint kind, std::chrono::milliseconds patience) {
     const int mode =
         kind == Checkpoint::restart ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_PASSIVE;
     sqlite3_busy_timeout(handle_, static_cast<int>(patience.count()));
@@ -83,6 +83,7 @@ void Connection::checkpoint(Checkpoint kind, std::chrono::milliseconds patience)
     if (result != SQLITE_OK && result != SQLITE_BUSY)
         fail(handle_);
     log_.settled = log_.pages;
+    return result == SQLITE_OK;
 }
 
 void Connection::growBy(int bytes) {

@@ -66,8 +66,8 @@ class Connection {
     /// The log after the last commit of this connection, and after its last checkpoint before that;
     /// known since checkpointByHand.
     const LogState& log() const { return log_; }
-    /// Gives up after `patience` where it has to wait, having done what was possible.
-    void checkpoint(Checkpoint kind, std::chrono::milliseconds patience);
+    /// Gives up after `patience` where it has to wait, having done what was possible: false.
+    bool checkpoint(Checkpoint kind, std::chrono::milliseconds patience);
 
     /// The main file grows by multiples of so many bytes.
     void growBy(int bytes);

@@ -96,11 +96,11 @@ tl::expected<Store, std::string> Store::open(const std::string& path) {
 }
 
 tl::expected<std::unique_ptr<StoreWriter>, std::string> Store::writer(StoreUse use) const {
-    return StoreWriter::open(path_, use);
+    return StoreWriter::open(path_, use, gate_);
 }
 
 tl::expected<std::unique_ptr<StoreReader>, std::string> Store::reader() const {
-    return StoreReader::open(path_);
+    return StoreReader::open(path_, gate_);
 }
 
 } // namespace brindle::tallyd

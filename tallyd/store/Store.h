@@ -33,9 +33,11 @@ class Store {
     const std::string& path() const { return path_; }
 
   private:
-    explicit Store(std::string path) : path_(std::move(path)) {}
+    explicit Store(std::string path)
+        : path_(std::move(path)), gate_(std::make_shared<ReaderGate>()) {}
 
     std::string path_;
+    std::shared_ptr<ReaderGate> gate_; ///< of its writer and its readers
 };
 
 } // namespace brindle::tallyd

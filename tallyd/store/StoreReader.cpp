@@ -58,8 +58,9 @@ StoreReader::StoreReader(std::string path, std::shared_ptr<ReaderPool> pool)
 
 StoreReader::~StoreReader() = default;
 
-tl::expected<std::unique_ptr<StoreReader>, std::string> StoreReader::open(const std::string& path) {
-    auto pool = std::make_shared<ReaderPool>(path);
+tl::expected<std::unique_ptr<StoreReader>, std::string>
+StoreReader::open(const std::string& path, std::shared_ptr<ReaderGate> gate) {
+    auto pool = std::make_shared<ReaderPool>(path, std::move(gate));
     const auto sequence =
         pool->use([](ReaderConnection& connection) { return connection.lastSequence(); });
     if (!sequence)

@@ -15,12 +15,14 @@
 
 namespace brindle::tallyd {
 
+class ReaderGate;
 class ReaderPool;
 
 class StoreReader final : public RecordReader {
   public:
     /// `path`: a store that Store::open has accepted. Errors name the file.
-    static tl::expected<std::unique_ptr<StoreReader>, std::string> open(const std::string& path);
+    static tl::expected<std::unique_ptr<StoreReader>, std::string>
+    open(const std::string& path, std::shared_ptr<ReaderGate> gate);
     ~StoreReader() override;
 
     tl::expected<std::unique_ptr<RecordCursor>, std::string>

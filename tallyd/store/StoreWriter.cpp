@@ -23,6 +23,7 @@ constexpr std::int64_t kCheckpointPages = 1000;
 /// A log of more pages than this has to begin anew; readers are waited for, but not long.
 constexpr std::int64_t kMostLogPages = 2 * kCheckpointPages;
 constexpr std::chrono::milliseconds kPatience{50};
+constexpr std::chrono::milliseconds kReadersHeldBack{2000};
 /// What the log keeps of the disk: room to delete in when there is no other left.
 constexpr std::int64_t kLogBytes = 4 << 20;
 
@@ -58,8 +59,9 @@ class NoWait {
 
 } // namespace
 
-StoreWriter::StoreWriter(const std::string& path, StoreUse use)
-    : path_(path), use_(use), connection_(path, sqlite::Access::readWrite), tallies_(connection_),
+StoreWriter::StoreWriter(const std::string& path, StoreUse use, std::shared_ptr<ReaderGate> gate)
+    : path_(path), use_(use), gate_(std::move(gate)), connection_(path, sqlite::Access::readWrite),
+      tallies_(connection_),
       insertRecord_(connection_, "INSERT INTO records (time, seq, flags, uid, srcport, dstport, "
                                  "src, dst, rule, interface, proto) "
                                  "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -94,10 +96,10 @@ StoreWriter::StoreWriter(const std::string& path, StoreUse use)
     connection_.execute("PRAGMA secure_delete = OFF");
 }
 
-tl::expected<std::unique_ptr<StoreWriter>, std::string> StoreWriter::open(const std::string& path,
-                                                                          StoreUse use) {
+tl::expected<std::unique_ptr<StoreWriter>, std::string>
+StoreWriter::open(const std::string& path, StoreUse use, std::shared_ptr<ReaderGate> gate) {
     try {
-        return std::unique_ptr<StoreWriter>(new StoreWriter(path, use));
+        return std::unique_ptr<StoreWriter>(new StoreWriter(path, use, std::move(gate)));
     } catch (const sqlite::Error& error) {
         return tl::unexpected(fmt::format("cannot write to store {}: {}", path, error.what()));
     }
@@ -281,14 +283,20 @@ tl::expected<StoreSpace, std::string> StoreWriter::space() {
 }
 
 bool StoreWriter::checkpointDue() const {
-    return connection_.log().pages - connection_.log().settled >= kCheckpointPages;
+    return connection_.log().pages - connection_.log().settled >= kCheckpointPages ||
+           gate_->isClosed();
 }
 
 tl::expected<void, std::string> StoreWriter::checkpointStep() {
     return attempt([&] {
-        const bool tooLong = connection_.log().pages >= kMostLogPages;
-        connection_.checkpoint(tooLong ? sqlite::Checkpoint::restart : sqlite::Checkpoint::passive,
-                               kPatience);
+        if (connection_.log().pages < kMostLogPages) {
+            connection_.checkpoint(sqlite::Checkpoint::passive, kPatience);
+            gate_->open();
+            return;
+        }
+        gate_->close(kReadersHeldBack);
+        if (connection_.checkpoint(sqlite::Checkpoint::restart, kPatience))
+            gate_->open();
     });
 }
 

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
+#include "tallyd/store/ReaderGate.h"
 #include "tallyd/store/Sqlite.h"
 #include "tallyd/store/TallyWriter.h"
 
@@ -48,8 +49,8 @@ using SourcePositions = std::map<std::string, std::string>;
 
 class StoreWriter {
   public:
-    static tl::expected<std::unique_ptr<StoreWriter>, std::string> open(const std::string& path,
-                                                                        StoreUse use);
+    static tl::expected<std::unique_ptr<StoreWriter>, std::string>
+    open(const std::string& path, StoreUse use, std::shared_ptr<ReaderGate> gate);
 
     /// Stores the records of all chunks, in order, with the positions that go with them. The
     /// sequence number of the first record; the others follow without gaps.
@@ -77,7 +78,8 @@ class StoreWriter {
     /// With StoreUse::live the write-ahead log is moved into the main file by these two alone, as
     /// that takes its time. Due when enough was written since the last step.
     bool checkpointDue() const;
-    /// Waits a moment for readers when, because of them, the log got long.
+    /// When the log got long because of readers, they are held back until it could begin anew; the
+    /// writer itself waits for them only a moment in each step.
     tl::expected<void, std::string> checkpointStep();
 
     /// Waits until everything is on the disk, and moves the write-ahead log into the main file
@@ -85,7 +87,7 @@ class StoreWriter {
     tl::expected<void, std::string> checkpoint();
 
   private:
-    StoreWriter(const std::string& path, StoreUse use);
+    StoreWriter(const std::string& path, StoreUse use, std::shared_ptr<ReaderGate> gate);
 
     void commit(sqlite::Transaction& transaction);
     std::int64_t pageCount();
@@ -104,6 +106,7 @@ class StoreWriter {
 
     const std::string path_;
     const StoreUse use_;
+    const std::shared_ptr<ReaderGate> gate_;
     sqlite::Connection connection_;
     TallyWriter tallies_;
     sqlite::Statement insertRecord_;

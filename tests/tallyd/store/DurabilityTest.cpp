@@ -52,6 +52,7 @@ class DurabilityTest : public TallyFixture {
 };
 
 TEST_F(DurabilityTest, AfterAPowerCutAtAnyWriteTheStoreHoldsWhatWasCommitted) {
+    std::vector<FaultyDisk::Image> pictures; // the last ones are taken when the writer closes
     const std::string disk = folder.file("disk/");
     std::filesystem::create_directory(disk);
     FaultyDisk faulty(disk);
@@ -60,7 +61,6 @@ TEST_F(DurabilityTest, AfterAPowerCutAtAnyWriteTheStoreHoldsWhatWasCommitted) {
 
     // The last state that is certain, and those after it: what is deleted need not be on the disk.
     std::vector<Contents> states(1);
-    std::vector<FaultyDisk::Image> pictures;
     constexpr std::size_t kEvery = 13;
     faulty.onWrite([&, writes = std::size_t{0}]() mutable {
         if (++writes % kEvery != 0)

@@ -19,14 +19,15 @@ class ReaderGate {
         opened_.wait_until(lock, closedUntil_, [this] { return !closed_; });
     }
 
-    /// Stays closed for no longer than `most`, whatever becomes of who closed it. Closing it again
-    /// while it is closed does not prolong that.
+    /// Opens by itself after `most`, whatever becomes of who closed it. Closing it while it is
+    /// closed does not prolong that.
     void close(std::chrono::milliseconds most) {
         const std::lock_guard lock(mutex_);
-        if (closed_)
+        const auto now = std::chrono::steady_clock::now();
+        if (closed_ && now < closedUntil_)
             return;
         closed_ = true;
-        closedUntil_ = std::chrono::steady_clock::now() + most;
+        closedUntil_ = now + most;
     }
     void open() {
         const std::lock_guard lock(mutex_);
@@ -35,7 +36,7 @@ class ReaderGate {
     }
     bool isClosed() {
         const std::lock_guard lock(mutex_);
-        return closed_;
+        return closed_ && std::chrono::steady_clock::now() < closedUntil_;
     }
 
   private:

@@ -83,6 +83,13 @@ class BlackList : public Workshop {
             GTEST_SKIP() << "the kernel has no NFLOG";
     }
 
+    void TearDown() override {
+        if (display) {
+            display->signal(SIGTERM); // it takes its lock and its socket away
+            display->finish();
+        }
+    }
+
     /// Display, window manager, session bus, and the programs as they are installed.
     void startDesktop() {
         display = std::make_unique<Process>(std::vector<std::string>{

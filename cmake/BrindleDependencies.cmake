@@ -15,6 +15,7 @@ find_package(benchmark REQUIRED)
 pkg_check_modules(sqlite3 REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(pcap REQUIRED IMPORTED_TARGET libpcap)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
+pkg_check_modules(seccomp REQUIRED IMPORTED_TARGET libseccomp)
 pkg_check_modules(libplist REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(cares REQUIRED IMPORTED_TARGET libcares)
 

@@ -91,6 +91,10 @@ Command parseCommandLine(int argc, const char* const* argv) {
     auto* config = serveCommand->add_option("--config", request.configPath, "Options in a file")
                        ->type_name("FILE");
     serveCommand
+        ->add_option("--user", request.user,
+                     "Whom to become when started as root; tallyd, where there is that user")
+        ->type_name("NAME");
+    serveCommand
         ->add_flag("--check-config", isCheck,
                    "Only say whether that file is right, and what is not")
         ->needs(config);

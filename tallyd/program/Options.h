@@ -35,8 +35,9 @@ tl::expected<Configuration, std::string> readConfiguration(const std::string& pa
 
 /// How the daemon was asked to run, kept to read its configuration file again.
 struct ServeRequest {
-    Configuration given;    ///< by the command line: goes before what the file says
-    std::string configPath; ///< empty: there is no file
+    Configuration given;             ///< by the command line: goes before what the file says
+    std::string configPath;          ///< empty: there is no file
+    std::optional<std::string> user; ///< to become, when started as root
 };
 
 struct ServeOptions {

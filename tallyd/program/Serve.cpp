@@ -4,6 +4,7 @@
 #include "core/log/records/RecordText.h"
 #include "protocol/TallydServer.h"
 #include "tallyd/program/Progress.h"
+#include "tallyd/program/Rights.h"
 #include "tallyd/program/ServiceManager.h"
 #include "tallyd/program/SourceSet.h"
 #include "tallyd/server/Listener.h"
@@ -125,6 +126,19 @@ void holdSignals() {
 }
 
 int serve(ServeOptions options) {
+    // First what may need root, then its rights go, before there is a second thread.
+    SourceSet prepared;
+    if (const auto made = prepared.prepare(options.sources); !made)
+        return fail(made.error());
+    DoorSocket door;
+    auto opened = door.open(options.socket);
+    if (const auto given = giveUpRights(options); !given)
+        return fail(given.error());
+    if (!opened)
+        opened = door.open(options.socket);
+    if (!opened)
+        return fail(opened.error());
+
     const auto store = Store::open(options.store);
     if (!store)
         return fail(store.error());
@@ -155,15 +169,10 @@ int serve(ServeOptions options) {
     const auto server = makeTallydServer(service);
     liveServer = server.get();
 
-    SourceSet sources;
-    if (const auto prepared = sources.prepare(options.sources); !prepared)
-        return fail(prepared.error());
-
-    const auto inherited = inheritedSocket();
-    auto listener = inherited ? Listener::adopt(*inherited, *server)
-                              : Listener::create(options.socket, *server);
+    auto listener = Listener::adopt(door.release(), *server);
     if (!listener)
         return fail(listener.error());
+    SourceSet sources = std::move(prepared); // ends before the intake, however this ends
     sources.start(intake);
 
     std::puts("ready");

@@ -2,6 +2,7 @@
 #include "tallyd/program/ServiceManager.h"
 
 #include <cinttypes>
+#include <cstdlib>
 #include <ctime>
 
 #include <systemd/sd-daemon.h>
@@ -42,6 +43,10 @@ std::optional<int> inheritedSocket() {
     if (sd_listen_fds(1) < 1 || sd_is_socket(SD_LISTEN_FDS_START, AF_UNIX, SOCK_STREAM, 1) <= 0)
         return std::nullopt;
     return SD_LISTEN_FDS_START;
+}
+
+bool isService() {
+    return std::getenv("NOTIFY_SOCKET") != nullptr;
 }
 
 std::optional<std::chrono::microseconds> watchdogInterval() {

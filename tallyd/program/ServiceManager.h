@@ -17,6 +17,9 @@ void tellServiceManager(ServiceState state);
 /// nothing.
 std::optional<int> inheritedSocket();
 
+/// Whether a manager started us, to whom the above is told.
+bool isService();
+
 /// How often the manager wants to hear ServiceState::alive; nothing when it does not watch.
 std::optional<std::chrono::microseconds> watchdogInterval();
 

@@ -50,7 +50,7 @@ TEST_F(LoggingTest, PrioritiesFollowTheLevel) {
         << "store = \"" << path << "\"\nsocket = \"" << folder.file("socket") << "\"\n";
     nameJournal(complaints);
     FakeManager manager(folder.file("manager"));
-    Program program({"serve", "--config", folder.file("c")}, complaints);
+    Program program(stayingSelf({"serve", "--config", folder.file("c")}), complaints);
     EXPECT_EQ(manager.told(), "READY=1");
     for (const char* text : {"", "wrong\n"}) {
         std::ofstream(folder.file("c"), std::ios::app) << text;

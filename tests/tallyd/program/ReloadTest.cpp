@@ -20,7 +20,8 @@ class ReloadTest : public StoreTest {
                                      << more;
     }
     Program start() {
-        return Program({"serve", "--config", configuration}, folder.file("complaints"));
+        return Program(stayingSelf({"serve", "--config", configuration}),
+                       folder.file("complaints"));
     }
     /// Appends lines to a log that is followed.
     std::string log(const std::string& name, int lines) {
@@ -98,6 +99,17 @@ TEST_F(ReloadTest, AMistakeInTheNewFileIsOneLineAndTheOldSourcesStay) {
                                       "; nothing is changed\n"
                                       "tallyd: reload: source \"replay:[^\n]*missing[^\n]*"
                                       "; nothing is changed\n"));
+}
+
+TEST_F(ReloadTest, AServiceThatStaysRootSaysSoOnce) {
+    if (::geteuid() != 0 || ::getpwnam("tallyd"))
+        GTEST_SKIP() << "needs root, on a machine without the user tallyd";
+    configure("");
+    Program program({"serve", "--config", configuration}, folder.file("complaints"));
+    EXPECT_EQ(manager.told(), "READY=1");
+    EXPECT_EQ(program.end(SIGTERM), 0);
+    EXPECT_EQ(program.complaints(),
+              "tallyd: there is no user \"tallyd\": root's rights are kept\n");
 }
 
 TEST_F(ReloadTest, TheManagerHearsOfALivingDaemonUntilItStops) {

@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -78,6 +79,13 @@ class Program {
     pid_t pid_ = 0;
     std::FILE* output_ = nullptr;
 };
+
+/// Options for a daemon that stays who it is, also when root runs the tests.
+inline std::vector<std::string> stayingSelf(std::vector<std::string> arguments) {
+    if (const passwd* const self = ::getpwuid(::geteuid()))
+        arguments.insert(arguments.end(), {"--user", self->pw_name});
+    return arguments;
+}
 
 /// The socket that a service manager listens on. Started programs find it while it exists.
 class FakeManager {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/exclusions/VDXExclusionsWindowController.h"
 
+#include "app/WindowParts.h"
 #include "app/exclusions/VDXExclusionsViewController.h"
 #include "app/images/PictureIcon.h"
 
@@ -29,14 +30,7 @@ QMainWindow* VDXExclusionsWindowController::window() {
 }
 
 void VDXExclusionsWindowController::present() {
-    QMainWindow* const shown = window();
-    if (shown->isMinimized()) {
-        shown->showNormal();
-    } else {
-        shown->show();
-    }
-    shown->raise();
-    shown->activateWindow();
+    bringToFront(*window());
 }
 
 void VDXExclusionsWindowController::close() {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/lists/ListActions.h"
 
+#include "app/WindowParts.h"
+
 #include <QKeySequence>
 #include <QMenuBar>
 
@@ -52,37 +54,24 @@ ListActions::ListActions(QMainWindow* window)
 
 QAction* ListActions::make(const QString& text, const QKeySequence& shortcut,
                            const QString& toolTip) {
-    auto* action = new QAction(text, this);
-    action->setShortcut(shortcut);
-    const QString keys = action->shortcut().toString(QKeySequence::NativeText);
-    action->setToolTip(QStringLiteral("%1 (%2)").arg(toolTip, keys));
+    QAction* action = makeAction(this, text, shortcut, toolTip);
     action->setProperty(kToolTip, action->toolTip());
     return action;
 }
 
 void ListActions::fillMenus(QMainWindow* window) {
-    const auto fill = [](QMenu* menu, std::initializer_list<QAction*> actions) {
-        menu->setToolTipsVisible(true);
-        for (QAction* action : actions) {
-            if (action == nullptr) {
-                menu->addSeparator();
-            } else {
-                menu->addAction(action);
-            }
-        }
-    };
     QMenuBar* bar = window->menuBar();
-    fill(bar->addMenu(tr("&File")), {close, nullptr, quit});
-    fill(bar->addMenu(tr("&Edit")),
-         {copyAddresses, nullptr, selectAll, nullptr, findAddress, findPort});
-    fill(bar->addMenu(tr("&View")), {periods[0], periods[1], periods[2]});
+    fillMenu(bar->addMenu(tr("&File")), {close, nullptr, quit});
+    fillMenu(bar->addMenu(tr("&Edit")),
+             {copyAddresses, nullptr, selectAll, nullptr, findAddress, findPort});
+    fillMenu(bar->addMenu(tr("&View")), {periods[0], periods[1], periods[2]});
     menu_ignore_ip->setToolTipsVisible(true);
     for (QMenu* menu : {bar->addMenu(tr("&Addresses")), addressMenu}) {
-        fill(menu, {statisticsOfAddress, resolve, nullptr, copyAddresses, nullptr,
-                    menu_ignore_ip->menuAction(), sendToVardex});
+        fillMenu(menu, {statisticsOfAddress, resolve, nullptr, copyAddresses, nullptr,
+                        menu_ignore_ip->menuAction(), sendToVardex});
     }
     for (QMenu* menu : {bar->addMenu(tr("&Ports")), portMenu}) {
-        fill(menu, {statisticsOfPort, nullptr, ignorePort});
+        fillMenu(menu, {statisticsOfPort, nullptr, ignorePort});
     }
 }
 

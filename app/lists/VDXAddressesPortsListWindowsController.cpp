@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/lists/VDXAddressesPortsListWindowsController.h"
 
+#include "app/WindowParts.h"
 #include "app/images/PictureIcon.h"
 #include "app/lists/ListActions.h"
 #include "app/lists/ListWording.h"
@@ -45,14 +46,7 @@ QMainWindow* VDXAddressesPortsListWindowsController::window() {
 }
 
 void VDXAddressesPortsListWindowsController::present() {
-    QMainWindow* const shown = window();
-    if (shown->isMinimized()) {
-        shown->showNormal();
-    } else {
-        shown->show();
-    }
-    shown->raise();
-    shown->activateWindow();
+    bringToFront(*window());
 }
 
 void VDXAddressesPortsListWindowsController::close() {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/logs/LogsActions.h"
 
+#include "app/WindowParts.h"
+
 #include "app/images/PictureIcon.h"
 
 #include <QKeySequence>
@@ -77,10 +79,7 @@ LogsActions::LogsActions(QMainWindow* window, PictureStore& pictures)
 
 QAction* LogsActions::make(const QString& text, const QKeySequence& shortcut,
                            const QString& toolTip) {
-    auto* action = new QAction(text, this);
-    action->setShortcut(shortcut);
-    const QString keys = action->shortcut().toString(QKeySequence::NativeText);
-    action->setToolTip(QStringLiteral("%1 (%2)").arg(toolTip, keys));
+    QAction* action = makeAction(this, text, shortcut, toolTip);
     action->setProperty(kToolTip, action->toolTip());
     return action;
 }
@@ -88,14 +87,7 @@ QAction* LogsActions::make(const QString& text, const QKeySequence& shortcut,
 void LogsActions::fillMenuBar(QMainWindow* window) {
     const auto add = [window](const QString& title, std::initializer_list<QAction*> actions) {
         QMenu* menu = window->menuBar()->addMenu(title);
-        menu->setToolTipsVisible(true);
-        for (QAction* action : actions) {
-            if (action == nullptr) {
-                menu->addSeparator();
-            } else {
-                menu->addAction(action);
-            }
-        }
+        fillMenu(menu, actions);
         return menu;
     };
     add(tr("&File"), {close, nullptr, quit});

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/logs/SearchField.h"
 
-#include "app/images/PictureIcon.h"
 #include "app/logs/Wording.h"
 
-#include <QAction>
 #include <QCoreApplication>
 #include <QInputMethodEvent>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QTextCharFormat>
 
@@ -21,11 +18,9 @@ const QColor kMistakeColour(0xd9, 0x3a, 0x3a);
 
 } // namespace
 
-SearchField::SearchField(QWidget* parent) : QLineEdit(parent), count_(new QLabel(this)) {
-    setClearButtonEnabled(true);
+SearchField::SearchField(QWidget* parent)
+    : FilterLineEdit(24, 52, parent), count_(new QLabel(this)) {
     setPlaceholderText(tr("Filter: words, src:10.0.0.0/8, dport:443 …"));
-    setMinimumWidth(fontMetrics().averageCharWidth() * 24);
-    setMaximumWidth(fontMetrics().averageCharWidth() * 52);
     QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     policy.setHorizontalStretch(1);
     setSizePolicy(policy);
@@ -33,10 +28,6 @@ SearchField::SearchField(QWidget* parent) : QLineEdit(parent), count_(new QLabel
     count_->setAttribute(Qt::WA_TransparentForMouseEvents);
     count_->setAccessibleName(tr("Rows that pass the filter, of all"));
     count_->hide();
-}
-
-void SearchField::setPictures(PictureStore& pictures) {
-    addAction(pictureIcon(pictures, QStringLiteral("search")), QLineEdit::LeadingPosition);
 }
 
 void SearchField::setCounts(std::size_t shown, std::size_t total) {
@@ -58,23 +49,8 @@ void SearchField::placeCount() {
 }
 
 void SearchField::resizeEvent(QResizeEvent* event) {
-    QLineEdit::resizeEvent(event);
+    FilterLineEdit::resizeEvent(event);
     placeCount();
-}
-
-void SearchField::keyPressEvent(QKeyEvent* event) {
-    switch (event->key()) {
-    case Qt::Key_Escape:
-        text().isEmpty() ? emit left() : clear();
-        return;
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-    case Qt::Key_Down:
-        emit left();
-        return;
-    default:
-        QLineEdit::keyPressEvent(event);
-    }
 }
 
 void SearchField::markMistake(std::size_t position, std::size_t length) {

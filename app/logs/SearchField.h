@@ -4,7 +4,8 @@
 // it, and how many rows pass. A widget of the logs window, main thread.
 #pragma once
 
-#include <QLineEdit>
+#include "app/FilterLineEdit.h"
+
 #include <QString>
 
 #include <cstddef>
@@ -13,26 +14,18 @@ class QLabel;
 
 namespace brindle {
 
-class PictureStore;
-
-class SearchField final : public QLineEdit {
+class SearchField final : public FilterLineEdit {
     Q_OBJECT
   public:
     explicit SearchField(QWidget* parent = nullptr);
 
-    void setPictures(PictureStore& pictures);
     /// "12/1,000" while something is typed, else nothing.
     void setCounts(std::size_t shown, std::size_t total);
     /// `position` and `length`: bytes of the field's text in UTF-8.
     void markMistake(std::size_t position, std::size_t length);
     void clearMistake();
 
-  signals:
-    /// The user is done with the field and goes on in the table.
-    void left();
-
   protected:
-    void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
   private:

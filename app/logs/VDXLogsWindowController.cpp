@@ -2,6 +2,7 @@
 #include "app/logs/VDXLogsWindowController.h"
 
 #include "app/Clock.h"
+#include "app/WindowParts.h"
 #include "app/images/PictureIcon.h"
 #include "app/images/WindowPicture.h"
 #include "app/logs/LogsTable.h"
@@ -60,14 +61,7 @@ QMainWindow* VDXLogsWindowController::window() {
 }
 
 void VDXLogsWindowController::present() {
-    QMainWindow* shown = window();
-    if (shown->isMinimized()) {
-        shown->showNormal();
-    } else {
-        shown->show();
-    }
-    shown->raise();
-    shown->activateWindow();
+    bringToFront(*window());
 }
 
 void VDXLogsWindowController::close() {

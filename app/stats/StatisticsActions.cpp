@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/stats/StatisticsActions.h"
 
+#include "app/WindowParts.h"
+
 #include <QKeySequence>
 #include <QMenuBar>
 
@@ -27,30 +29,16 @@ StatisticsActions::StatisticsActions(QMainWindow* window)
 
 QAction* StatisticsActions::make(const QString& text, const QKeySequence& shortcut,
                                  const QString& toolTip) {
-    auto* action = new QAction(text, this);
-    action->setShortcut(shortcut);
-    const QString keys = action->shortcut().toString(QKeySequence::NativeText);
-    action->setToolTip(QStringLiteral("%1 (%2)").arg(toolTip, keys));
-    return action;
+    return makeAction(this, text, shortcut, toolTip);
 }
 
 void StatisticsActions::fillMenus(QMainWindow* window) {
-    const auto fill = [](QMenu* menu, std::initializer_list<QAction*> actions) {
-        menu->setToolTipsVisible(true);
-        for (QAction* action : actions) {
-            if (action == nullptr) {
-                menu->addSeparator();
-            } else {
-                menu->addAction(action);
-            }
-        }
-    };
     QMenuBar* bar = window->menuBar();
-    fill(bar->addMenu(tr("&File")),
-         {savePng, saveSvg, saveCsv, nullptr, print, nullptr, close, quit});
-    fill(bar->addMenu(tr("&Edit")), {copy, nullptr, selectAll});
-    fill(bar->addMenu(tr("&View")), {sortAsChart});
-    fill(tableMenu, {copy, nullptr, selectAll, nullptr, sortAsChart});
+    fillMenu(bar->addMenu(tr("&File")),
+             {savePng, saveSvg, saveCsv, nullptr, print, nullptr, close, quit});
+    fillMenu(bar->addMenu(tr("&Edit")), {copy, nullptr, selectAll});
+    fillMenu(bar->addMenu(tr("&View")), {sortAsChart});
+    fillMenu(tableMenu, {copy, nullptr, selectAll, nullptr, sortAsChart});
 }
 
 } // namespace brindle

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/stats/VDXStatisticsWindowController.h"
 
+#include "app/WindowParts.h"
 #include "app/images/PictureIcon.h"
 #include "app/images/WindowPicture.h"
 #include "app/stats/PieTableLink.h"
@@ -62,13 +63,7 @@ VDXStatisticsWindowController::~VDXStatisticsWindowController() {
 }
 
 void VDXStatisticsWindowController::present() {
-    if (window_->isMinimized()) {
-        window_->showNormal();
-    } else {
-        window_->show();
-    }
-    window_->raise();
-    window_->activateWindow();
+    bringToFront(*window_);
 }
 
 void VDXStatisticsWindowController::close() {

@@ -21,9 +21,10 @@ PeerAccess PeerPolicy::access(const platform::PeerCredentials& peer,
             "user {} is not allowed to read the log: there is no group {} on this machine", who,
             kReadersGroup);
     else if (!access.mayRead)
-        access.refusal =
-            fmt::format("user {} is not allowed to read the log: not a member of the group {}", who,
-                        kReadersGroup);
+        access.refusal = fmt::format(
+            "user {0} is not allowed to read the log: not a member of the group {1} (root "
+            "helps with \"adduser USER {1}\", then a new login)",
+            who, kReadersGroup);
     if (!access.mayManage)
         access.manageRefusal = fmt::format(
             "user {} is not allowed to change the log: that is for root and the daemon's own user",

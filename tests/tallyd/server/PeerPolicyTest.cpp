@@ -26,7 +26,8 @@ TEST(PeerPolicy, readingIsForTheGroupChangingForRootAndTheDaemon) {
                " is not allowed to change the log: that is for root and the daemon's own user";
     };
     const std::string noMember =
-        "user anna is not allowed to read the log: not a member of the group tallyd";
+        "user anna is not allowed to read the log: not a member of the group tallyd "
+        "(root helps with \"adduser USER tallyd\", then a new login)";
     const Case cases[]{
         {"root", 0, 0, {}, "root", kGroup, true, true, "", ""},
         {"root without the group", 0, 5, {}, "root", std::nullopt, true, true, "", ""},
@@ -71,7 +72,8 @@ TEST(PeerPolicy, readingIsForTheGroupChangingForRootAndTheDaemon) {
          kGroup,
          false,
          false,
-         "user uid 1000 is not allowed to read the log: not a member of the group tallyd",
+         "user uid 1000 is not allowed to read the log: not a member of the group tallyd "
+         "(root helps with \"adduser USER tallyd\", then a new login)",
          change("uid 1000")},
     };
     for (const Case& one : cases) {

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
-#include "tallyd/sources/LineHeader.h"
+#include "tallyd/sources/header/LineHeader.h"
 
 #include <memory>
 #include <optional>

@@ -4,8 +4,8 @@
 // whatever tool the rules were made. Owned by the one source or input that reads the lines.
 #pragma once
 
-#include "tallyd/sources/ActionPatterns.h"
-#include "tallyd/sources/LineHeader.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
+#include "tallyd/sources/header/LineHeader.h"
 
 #include <string_view>
 

@@ -4,7 +4,7 @@
 // verdict in them: the action comes from the rule's prefix. See PacketDecoder for who calls it.
 #pragma once
 
-#include "tallyd/sources/ActionPatterns.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 #include "tallyd/sources/ip/PacketDecoder.h"
 #include "tallyd/sources/nflog/InterfaceNames.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "vardex/apply/ApplyInput.h"
-#include "tallyd/sources/ActionPatterns.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 #include "vardex/apply/Ruleset.h"
 
 #include <gmock/gmock.h>

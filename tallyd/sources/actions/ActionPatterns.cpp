@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "tallyd/sources/ActionPatterns.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "tallyd/sources/LineHeader.h"
+#include "tallyd/sources/header/LineHeader.h"
 
 #include <algorithm>
 #include <array>

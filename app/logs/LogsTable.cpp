@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/logs/LogsTable.h"
 
+#include "app/TableHeader.h"
 #include "app/logs/LogsDelegate.h"
 #include "app/logs/table/LogColumn.h"
 
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int kRowPadding = 8; ///< above and below the text, together
 constexpr int kHeaderPadding = 10;
-constexpr int kSortArrowWidth = 22;
 
 /// Columns that take the room a wide window leaves: those whose texts have no natural end.
 constexpr std::array kElastic{LogColumn::source, LogColumn::destination, LogColumn::rule};
@@ -28,14 +28,7 @@ LogsTable::LogsTable(QWidget* parent) : QTableView(parent) {
     setItemDelegate(new LogsDelegate(this));
     setIconSize(LogsDelegate::pictureSize());
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    horizontalHeader()->setHighlightSections(false);
-    // Titles stand above the texts of their cells, on the colour of the window.
-    horizontalHeader()->setStyleSheet(
-        QStringLiteral("QHeaderView { background: palette(window); border: none; }"
-                       "QHeaderView::section { background: palette(window); border: none;"
-                       " border-bottom: 1px solid palette(mid); padding: 0 %1px; }"
-                       "QHeaderView::section:hover { background: palette(midlight); }")
-            .arg(LogsDelegate::kCellMargin));
+    setHorizontalHeader(new TableHeader(LogsDelegate::kCellMargin, this));
     horizontalHeader()->setSectionsMovable(true);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     horizontalHeader()->setSortIndicatorClearable(true);
@@ -90,9 +83,10 @@ void LogsTable::measure() {
         const auto sample = QString::fromUtf8(info.sample.data(), qsizetype(info.sample.size()));
         const auto title = QString::fromUtf8(info.title.data(), qsizetype(info.title.size()));
         const int texts = LogsDelegate::cellWidth(fontMetrics(), sample, info.picture);
-        const int heading = title.isEmpty() ? 0
-                                            : headerMetrics.horizontalAdvance(title) +
-                                                  2 * LogsDelegate::kCellMargin + kSortArrowWidth;
+        const int heading = title.isEmpty()
+                                ? 0
+                                : headerMetrics.horizontalAdvance(title) +
+                                      2 * LogsDelegate::kCellMargin + TableHeader::kArrowWidth;
         setColumnWidth(static_cast<int>(column), qMax(texts, heading));
     }
     horizontalHeader()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 4);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/tallies/TallyTable.h"
 
+#include "app/TableHeader.h"
 #include "app/images/PictureStore.h"
 #include "app/tallies/TallyDelegate.h"
 #include "app/tallies/TallyTableModel.h"
@@ -19,7 +20,6 @@ namespace {
 
 constexpr int kRowPadding = 8; ///< above and below the text, together
 constexpr int kHeaderPadding = 10;
-constexpr int kSortArrowWidth = 22;
 constexpr int kEmptyTextMargin = 24;
 /// How narrow an elastic column may get, in characters.
 constexpr int kFewestCharacters = 15;
@@ -43,15 +43,8 @@ TallyTable::TallyTable(QWidget* parent) : QTableView(parent) {
     setFrameShape(NoFrame);
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    QHeaderView* titles = horizontalHeader();
-    titles->setHighlightSections(false);
-    // Titles stand above the texts of their cells, on the colour of the window.
-    titles->setStyleSheet(
-        QStringLiteral("QHeaderView { background: palette(window); border: none; }"
-                       "QHeaderView::section { background: palette(window); border: none;"
-                       " border-bottom: 1px solid palette(mid); padding: 0 %1px; }"
-                       "QHeaderView::section:hover { background: palette(midlight); }")
-            .arg(TallyDelegate::kCellMargin));
+    auto* const titles = new TableHeader(TallyDelegate::kCellMargin, this);
+    setHorizontalHeader(titles);
     connect(titles, &QHeaderView::sectionResized, this, [this] {
         if (!measuring_)
             resizedByUser_ = true;
@@ -149,7 +142,7 @@ void TallyTable::measure() {
         const int title = info.title.empty()
                               ? 0
                               : titleMetrics.horizontalAdvance(toQString(info.title)) +
-                                    2 * TallyDelegate::kCellMargin + kSortArrowWidth;
+                                    2 * TallyDelegate::kCellMargin + TableHeader::kArrowWidth;
         const int fewest = info.elastic ? fewestCharacters() : 0;
         setColumnWidth(section, std::max({texts, title, fewest}));
     }

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/stats/TallySet.h"
 
-#include <array>
+#include <future>
 #include <utility>
-
-#include <arpa/inet.h>
 
 namespace brindle {
 namespace {
@@ -14,11 +12,6 @@ constexpr std::size_t kColouredRows = 9;
 
 bool isKnownPair(const std::string& action, const std::string& direction) {
     return (action == "pass" || action == "block") && (direction == "in" || direction == "out");
-}
-
-bool isIpv6Text(const std::string& text) {
-    std::array<unsigned char, 16> bytes{};
-    return ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
 }
 
 /// A hundred thousand rows take their time to go. Those that nobody else holds and that resolve no
@@ -41,7 +34,8 @@ const char* addressField(const std::string& direction) {
 
 bool isCountExcluded(const CountEntry& count, const ExclusionTest& exclusions) {
     if (count.isIP)
-        return exclusions.isAddressExcluded(count.label, isIpv6Text(count.label) ? 6 : 4);
+        return exclusions.isAddressExcluded(count.label,
+                                            count.label.find(':') != std::string::npos ? 6 : 4);
     return count.isPort && exclusions.isPortExcluded(count.label);
 }
 
@@ -71,29 +65,42 @@ TallySet::TallySet(TallyServices services, std::string action, std::string direc
 TallySet::~TallySet() = default;
 
 void TallySet::reloadTallies() {
-    reload(addresses_, isKnownPair(action_, direction_) ? addressField(direction_) : "SRCIP");
-    reload(ports_, "DSTPORT");
+    const bool known = isKnownPair(action_, direction_);
+    const Question question{.epoch = selectedEpoch,
+                            .action = known ? action_ : "block",
+                            .direction = known ? direction_ : "in"};
+    // Both lists are asked for at once, each from a thread of its own: a reload takes as long as
+    // the longer answer, not as long as both.
+    auto ports = std::async(std::launch::async, [&, daemon = services_.helper->synchronousProxy()] {
+        return ask(daemon.get(), question, "DSTPORT");
+    });
+    replace(addresses_, ask(services_.helper->synchronousProxy().get(), question,
+                            known ? addressField(direction_) : "SRCIP"));
+    replace(ports_, ports.get());
 }
 
-void TallySet::reload(Tally& tally, const char* obj) {
-    std::vector<TallyRows::Row> rows;
+TallySet::Answer TallySet::ask(TallydHelperProtocol* daemon, const Question& question,
+                               const char* obj) const {
+    Answer answer;
+    if (daemon == nullptr)
+        return answer;
+    daemon->getOBJcontWithEpoch(
+        question.epoch, question.action, question.direction, obj, [&](CountReply reply) {
+            answer.countedThrough = reply.sequence;
+            answer.rows.reserve(reply.entries.size());
+            for (const CountEntry& count : reply.entries)
+                if (!isCountExcluded(count, *services_.exclusions))
+                    answer.rows.push_back(rowFromCount(count, 0, Bare::yes, services_));
+        });
+    return answer;
+}
+
+void TallySet::replace(Tally& tally, Answer answer) {
     // What is on its way to the list is in the reply: it was streamed before the daemon answered.
     tally.pendingByLabel.clear();
     tally.pending.clear();
-    tally.countedThrough = 0;
-    if (const auto daemon = services_.helper->synchronousProxy()) {
-        const bool known = isKnownPair(action_, direction_);
-        daemon->getOBJcontWithEpoch(selectedEpoch, known ? action_ : "block",
-                                    known ? direction_ : "in", obj, [&](CountReply reply) {
-                                        tally.countedThrough = reply.sequence;
-                                        rows.reserve(reply.entries.size());
-                                        for (const CountEntry& count : reply.entries)
-                                            if (!isCountExcluded(count, *services_.exclusions))
-                                                rows.push_back(
-                                                    rowFromCount(count, 0, Bare::yes, services_));
-                                    });
-    }
-    letGo(tally.rows.replace(std::move(rows)), *services_.queues.global);
+    tally.countedThrough = answer.countedThrough;
+    letGo(tally.rows.replace(std::move(answer.rows)), *services_.queues.global);
 }
 
 void TallySet::countLiveRecord(const LiveRecordDictionary& record) {

@@ -2,7 +2,8 @@
 //
 // What a list view counts: addresses and destination ports of one action and direction since its
 // start epoch. Asks the daemon for both tallies, drops what the exclusion list hides, and adds each
-// live record as it arrives, each record once. Owned by the list view; main thread.
+// live record as it arrives, each record once. Owned by the list view; main thread, but for the
+// asking: a reload asks for the second tally from a thread that it waits for.
 //
 //     TallySet tallies(services, "block", "in");
 //     tallies.selectedEpoch = periods.bootEpoch;
@@ -37,8 +38,8 @@ class TallySet {
     TallyRows arrayip;
     TallyRows arrayport;
 
-    /// Asks for both tallies, one after the other, and replaces the rows. Waits for the daemon. A
-    /// request that fails, or cannot be sent, leaves its list empty.
+    /// Asks for both tallies, side by side, and replaces the rows. Waits for the daemon. A request
+    /// that fails, or cannot be sent, leaves its list empty.
     void reloadTallies();
     /// A live record that passed the exclusion test. One without direction, action, addresses or
     /// destination port is left out.
@@ -55,7 +56,19 @@ class TallySet {
         bool addingQueued = false;
     };
 
-    void reload(Tally& tally, const char* obj);
+    struct Question {
+        double epoch = 0;
+        std::string action;
+        std::string direction;
+    };
+    struct Answer {
+        std::vector<TallyRows::Row> rows;
+        std::uint64_t countedThrough = 0;
+    };
+
+    /// Any thread. Null: nothing is asked.
+    Answer ask(TallydHelperProtocol* daemon, const Question& question, const char* obj) const;
+    void replace(Tally& tally, Answer answer);
     void count(Tally& tally, const std::string& label, std::uint64_t sequence);
     void addPending(Tally& tally);
 

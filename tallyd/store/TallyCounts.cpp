@@ -6,54 +6,79 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include <netinet/in.h>
+
 namespace brindle::tallyd {
 
 namespace {
 
-/// What decides the order of two entries, without their texts wherever that is possible.
-struct Rank {
-    enum class Form { number, text };
+constexpr std::uint64_t kIsAddress = std::uint64_t{1} << 32;
 
+/// A count of what is ordered by a number, in which order its texts are too: a port or an IPv4
+/// address.
+struct Numbered {
     std::int64_t count = 0;
-    Form form = Form::text;
-    /// Of a port or an IPv4 address its number, in which order their texts are too; of another text
-    /// the beginning of its order key, most significant byte first.
-    std::array<std::uint64_t, 2> order{};
-    std::size_t entry = 0;
+    std::uint32_t number = 0;
+
+    /// Largest count first.
+    bool operator<(const Numbered& other) const {
+        return count != other.count ? count > other.count : number < other.number;
+    }
 };
 
-std::array<std::uint64_t, 2> orderKeyStart(std::string_view text) {
-    const std::string key = numericOrderKey(text);
-    std::array<std::uint64_t, 2> start{};
-    for (std::size_t i = 0; i < 16; ++i)
-        start[i / 8] = start[i / 8] << 8 | (i < key.size() ? static_cast<std::uint8_t>(key[i]) : 0);
+/// A count of what is ordered by its text: an IPv6 address.
+struct Labelled {
+    std::int64_t count = 0;
+    /// The beginning of the text's order key, most significant byte first: most ties end here,
+    /// without a look at the text.
+    std::array<std::uint64_t, 4> order{};
+    std::size_t label = 0;
+};
+
+std::array<std::uint64_t, 4> orderKeyStart(std::string_view text) {
+    std::array<char, numericOrderKeyBound(INET6_ADDRSTRLEN)> key{};
+    writeNumericOrderKey(text, key.data());
+    std::array<std::uint64_t, 4> start{};
+    for (std::size_t i = 0; i < 8 * start.size(); ++i)
+        start[i / 8] = start[i / 8] << 8 | static_cast<std::uint8_t>(key[i]);
     return start;
 }
 
-constexpr std::uint64_t kIsAddress = std::uint64_t{1} << 32;
+bool labelLess(const std::string& first, const std::string& second) {
+    const auto order = numericTextOrder(first, second);
+    return order != 0 ? order < 0 : first < second; // "::a2" and "::a02" are equivalent
+}
 
-/// Largest first, ties by label in numeric order.
-std::vector<CountEntry> inOrder(std::vector<CountEntry> entries, std::vector<Rank> ranks) {
-    std::ranges::sort(ranks, [&entries](const Rank& a, const Rank& b) {
-        if (a.count != b.count)
-            return a.count > b.count;
-        if (a.form == b.form && (a.form == Rank::Form::number || a.order != b.order))
-            return a.order < b.order;
-        const std::string& first = entries[a.entry].label;
-        const std::string& second = entries[b.entry].label;
-        const auto order = numericTextOrder(first, second);
-        return order != 0 ? order < 0 : first < second; // "::a2" and "::a02" are equivalent
-    });
-    std::vector<CountEntry> ordered;
-    ordered.reserve(entries.size());
-    for (const Rank& rank : ranks)
-        ordered.push_back(std::move(entries[rank.entry]));
-    return ordered;
+CountEntry addressEntry(std::string label, std::int64_t count) {
+    return {.label = std::move(label), .value = count, .isIP = true, .isPort = false};
+}
+
+std::string quad(std::uint32_t number) {
+    const std::uint8_t bytes[] = {
+        static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
+        static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
+    return IpAddress::fromBytes(bytes).text();
+}
+
+/// Two ordered lists of entries as one, largest count first, ties by label.
+std::vector<CountEntry> merged(std::vector<CountEntry> first, std::vector<CountEntry> second) {
+    if (first.empty() || second.empty())
+        return first.empty() ? std::move(second) : std::move(first);
+    std::vector<CountEntry> all;
+    all.reserve(first.size() + second.size());
+    std::merge(std::move_iterator(first.begin()), std::move_iterator(first.end()),
+               std::move_iterator(second.begin()), std::move_iterator(second.end()),
+               std::back_inserter(all), [](const CountEntry& a, const CountEntry& b) {
+                   return a.value != b.value ? a.value > b.value : labelLess(a.label, b.label);
+               });
+    return all;
 }
 
 /// Each bit of the number moves each bit of the result.
@@ -88,59 +113,69 @@ void AddressCounts::add(std::span<const std::uint8_t> bytes, std::int64_t count)
 }
 
 std::vector<CountEntry> AddressCounts::entries() {
-    const auto& ipv4 = ipv4_.finish();
-    const auto& ipv6 = ipv6_.finish();
+    std::vector<CountEntry> all = merged(ipv4Entries(), ipv6Entries());
+    if (withoutAddress_ == 0)
+        return all;
+    std::vector<CountEntry> without;
+    without.push_back(addressEntry({}, withoutAddress_));
+    return merged(std::move(all), std::move(without));
+}
+
+std::vector<CountEntry> AddressCounts::ipv4Entries() {
+    const auto& slots = ipv4_.finish();
+    std::vector<Numbered> ranks;
+    ranks.reserve(ipv4_.used());
+    for (const auto& slot : slots)
+        if (slot.count != 0)
+            ranks.push_back({slot.count, static_cast<std::uint32_t>(slot.key.number)});
+    std::ranges::sort(ranks, std::less{});
     std::vector<CountEntry> entries;
-    std::vector<Rank> ranks;
-    const std::size_t most = ipv4_.used() + ipv6_.used() + 1;
-    entries.reserve(most);
-    ranks.reserve(most);
-    const auto add = [&](std::span<const std::uint8_t> address, std::int64_t count) {
-        if (count == 0)
-            return;
-        ranks.push_back({.count = count, .entry = entries.size()});
-        entries.push_back({.label = IpAddress::fromBytes(address).text(),
-                           .value = count,
-                           .isIP = true,
-                           .isPort = false});
-    };
-    add({}, withoutAddress_);
-    for (const auto& slot : ipv6) {
+    entries.reserve(ranks.size());
+    for (const Numbered& rank : ranks)
+        entries.push_back(addressEntry(quad(rank.number), rank.count));
+    return entries;
+}
+
+std::vector<CountEntry> AddressCounts::ipv6Entries() {
+    const auto& slots = ipv6_.finish();
+    std::vector<Labelled> ranks;
+    std::vector<std::string> labels;
+    ranks.reserve(ipv6_.used());
+    labels.reserve(ipv6_.used());
+    for (const auto& slot : slots) {
+        if (slot.count == 0)
+            continue;
         std::array<std::uint8_t, 16> bytes;
         std::memcpy(bytes.data(), slot.key.halves.data(), bytes.size());
-        if (slot.count == 0)
-            continue;
-        add(bytes, slot.count);
-        ranks.back().order = orderKeyStart(entries.back().label);
+        labels.push_back(IpAddress::fromBytes(bytes).text());
+        ranks.push_back({slot.count, orderKeyStart(labels.back()), labels.size() - 1});
     }
-    for (const auto& slot : ipv4) {
-        if (slot.count == 0)
-            continue;
-        const auto number = static_cast<std::uint32_t>(slot.key.number);
-        const std::uint8_t bytes[] = {
-            static_cast<std::uint8_t>(number >> 24), static_cast<std::uint8_t>(number >> 16),
-            static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
-        add(bytes, slot.count);
-        ranks.back().form = Rank::Form::number;
-        ranks.back().order[0] = number;
-    }
-    return inOrder(std::move(entries), std::move(ranks));
+    std::ranges::sort(ranks, [&labels](const Labelled& a, const Labelled& b) {
+        if (a.count != b.count)
+            return a.count > b.count;
+        return a.order != b.order ? a.order < b.order : labelLess(labels[a.label], labels[b.label]);
+    });
+    std::vector<CountEntry> entries;
+    entries.reserve(ranks.size());
+    for (const Labelled& rank : ranks)
+        entries.push_back(addressEntry(std::move(labels[rank.label]), rank.count));
+    return entries;
 }
 
 std::vector<CountEntry> PortCounts::entries() const {
+    std::vector<Numbered> ranks;
+    for (std::size_t port = 0; port < counts_.size(); ++port)
+        if (counts_[port] != 0)
+            ranks.push_back({counts_[port], static_cast<std::uint32_t>(port)});
+    std::ranges::sort(ranks, std::less{});
     std::vector<CountEntry> entries;
-    std::vector<Rank> ranks;
-    for (std::size_t port = 0; port < counts_.size(); ++port) {
-        if (counts_[port] == 0)
-            continue;
-        ranks.push_back({.count = counts_[port],
-                         .form = Rank::Form::number,
-                         .order = {port, 0},
-                         .entry = entries.size()});
-        entries.push_back(
-            {.label = std::to_string(port), .value = counts_[port], .isIP = false, .isPort = true});
-    }
-    return inOrder(std::move(entries), std::move(ranks));
+    entries.reserve(ranks.size());
+    for (const Numbered& rank : ranks)
+        entries.push_back({.label = std::to_string(rank.number),
+                           .value = rank.count,
+                           .isIP = false,
+                           .isPort = true});
+    return entries;
 }
 
 } // namespace brindle::tallyd

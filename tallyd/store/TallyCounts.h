@@ -109,6 +109,9 @@ class AddressCounts {
         friend bool operator==(const Ipv6&, const Ipv6&) = default;
     };
 
+    std::vector<CountEntry> ipv4Entries();
+    std::vector<CountEntry> ipv6Entries();
+
     std::int64_t withoutAddress_ = 0;
     FlatCounts<Ipv4> ipv4_;
     FlatCounts<Ipv6> ipv6_;

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // A daemon that does what a test says: it notes every request, and the test answers log queries
-// batch by batch. Stands in for the connection behind BrindleHelper. Main thread of the test.
+// batch by batch. Stands in for the connection behind BrindleHelper. Main thread of the test; the
+// count requests from any thread, one after the other.
 #pragma once
 
 #include "core/log/BrindleHelper.h"
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -59,6 +61,16 @@ struct FakeDaemon {
     ErrorHandler failVersion;
 
     FakeQuery& lastQuery() const { return *queries.back(); }
+    /// The two requests of a reload come in either order: here that of the ports comes second.
+    void note(CountRequest request) {
+        CountRequest ports = request;
+        ports.subject = "DSTPORT";
+        const bool portsCameFirst =
+            request.subject != "DSTPORT" && !countRequests.empty() && countRequests.back() == ports;
+        countRequests.insert(countRequests.end() - (portsCameFirst ? 1 : 0), std::move(request));
+    }
+
+    std::mutex oneAtATime;
 };
 
 class FakeProxy final : public TallydHelperProtocol {
@@ -111,7 +123,8 @@ class FakeProxy final : public TallydHelperProtocol {
     template <typename Reply>
     void answer(const std::function<std::optional<Reply>(const CountRequest&)>& answerer,
                 CountRequest request, const std::function<void(Reply)>& reply) {
-        daemon_.countRequests.push_back(request);
+        const std::lock_guard lock(daemon_.oneAtATime);
+        daemon_.note(request);
         std::optional<Reply> found = answerer ? answerer(request) : Reply{};
         if (found) {
             reply(std::move(*found));

@@ -27,12 +27,8 @@ void DaemonStatusPoll::ask() {
     proxy->getStatusWithReply([main = main_, weak = weak_from_this()](const DaemonStatus& status) {
         main->async([weak, status] {
             if (const auto self = weak.lock()) {
-                std::uint64_t lost = status.liveLost;
-                for (const auto& [reason, count] : status.lost) {
-                    lost += count;
-                }
                 self->pending_ = false;
-                self->last_ = StoredAndLost{.stored = status.rows, .lost = lost};
+                self->last_ = daemonFigures(status);
                 self->oldestStored_ = status.oldest;
                 self->answered_();
             }

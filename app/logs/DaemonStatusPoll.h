@@ -26,7 +26,7 @@ class DaemonStatusPoll : public std::enable_shared_from_this<DaemonStatusPoll> {
     void ask();
     void connectionChanged() { pending_ = false; }
 
-    const std::optional<StoredAndLost>& last() const { return last_; }
+    const std::optional<DaemonFigures>& last() const { return last_; }
     /// Epoch of the oldest stored record.
     std::optional<double> oldestStored() const { return oldestStored_; }
 
@@ -37,7 +37,7 @@ class DaemonStatusPoll : public std::enable_shared_from_this<DaemonStatusPoll> {
     std::shared_ptr<platform::DispatchQueue> main_;
     std::function<void()> answered_;
     bool pending_ = false;
-    std::optional<StoredAndLost> last_;
+    std::optional<DaemonFigures> last_;
     std::optional<double> oldestStored_;
 };
 

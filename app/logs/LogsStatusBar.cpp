@@ -13,11 +13,15 @@ namespace {
 
 constexpr int kSteps = 1000;
 
-/// Green while live, red without a daemon, else the colour of quiet text.
+/// Green while live, red without a daemon, amber when records were lost or a source waits, else the
+/// colour of quiet text.
 QColor dotColour(const LogsStatus& status, const QPalette& palette) {
     const bool dark = PictureStore::isDark(palette);
     if (!status.connected) {
         return dark ? QColor(0xff7b72) : QColor(0xc62828);
+    }
+    if (!troubleText(status).isEmpty()) {
+        return dark ? QColor(0xd29922) : QColor(0x9a6700);
     }
     if (status.mode == LogsMode::live) {
         return dark ? QColor(0x4ac26b) : QColor(0x1a7f37);
@@ -61,8 +65,9 @@ void LogsStatusBar::showStatus(const LogsStatus& status) {
     const QString text = statusText(status);
     if (text_->text() != text) {
         text_->setText(text);
-        text_->setToolTip(text);
     }
+    const QString trouble = troubleText(status);
+    text_->setToolTip(trouble.isEmpty() ? text : trouble);
     const QColor colour = dotColour(status, palette());
     if (dot_->palette().color(QPalette::WindowText) != colour) {
         QPalette coloured = dot_->palette();

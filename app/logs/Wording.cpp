@@ -5,6 +5,8 @@
 #include <QLocale>
 #include <QStringList>
 
+#include <algorithm>
+
 namespace brindle {
 namespace {
 
@@ -12,11 +14,43 @@ QString tr(const char* text) {
     return QCoreApplication::translate("LogsWindow", text);
 }
 
+/// "lost 0", or with the reason of the most of them.
+QString lostText(const DaemonFigures& figures) {
+    const QString count = tr("lost %1").arg(grouped(figures.lost()));
+    const auto most = std::ranges::max_element(figures.lostByReason, {},
+                                               [](const auto& reason) { return reason.second; });
+    if (most == figures.lostByReason.end() || most->second == 0) {
+        return count;
+    }
+    return tr("%1 (%2)").arg(count, QString::fromStdString(most->first));
+}
+
 } // namespace
 
 QString grouped(std::uint64_t number) {
     return QLocale(QLocale::English, QLocale::UnitedStates)
         .toString(static_cast<qulonglong>(number));
+}
+
+std::uint64_t DaemonFigures::lost() const {
+    std::uint64_t all = 0;
+    for (const auto& [reason, count] : lostByReason) {
+        all += count;
+    }
+    return all;
+}
+
+DaemonFigures daemonFigures(const DaemonStatus& status) {
+    DaemonFigures figures{.stored = status.rows, .lostByReason = status.lost, .waiting = {}};
+    if (status.liveLost > 0) {
+        figures.lostByReason[tr("not taken in time by a viewer").toStdString()] = status.liveLost;
+    }
+    for (const SourceStatus& source : status.sources) {
+        if (source.state.starts_with("waiting")) {
+            figures.waiting.emplace_back(source.name, source.state);
+        }
+    }
+    return figures;
 }
 
 QString statusText(const LogsStatus& status) {
@@ -36,9 +70,28 @@ QString statusText(const LogsStatus& status) {
     }
     if (status.connected && status.daemon) {
         parts << tr("stored %1").arg(grouped(status.daemon->stored));
-        parts << tr("lost %1").arg(grouped(status.daemon->lost));
+        parts << lostText(*status.daemon);
+        if (const auto waiting = status.daemon->waiting.size(); waiting > 0) {
+            parts << (waiting == 1 ? tr("1 source waits")
+                                   : tr("%1 sources wait").arg(grouped(waiting)));
+        }
     }
     return parts.join(QStringLiteral(" · "));
+}
+
+QString troubleText(const LogsStatus& status) {
+    QStringList lines;
+    if (status.connected && status.daemon) {
+        for (const auto& [reason, count] : status.daemon->lostByReason) {
+            if (count > 0) {
+                lines << tr("Lost: %1, %2").arg(grouped(count), QString::fromStdString(reason));
+            }
+        }
+        for (const auto& [source, state] : status.daemon->waiting) {
+            lines << tr("%1 %2").arg(QString::fromStdString(source), QString::fromStdString(state));
+        }
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 QString emptyTableText(const LogsStatus& status, bool filtered) {

@@ -5,12 +5,17 @@
 #pragma once
 
 #include "core/log/Views.h"
+#include "protocol/DaemonStatus.h"
 
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace brindle {
 
@@ -18,10 +23,16 @@ namespace brindle {
 QString grouped(std::uint64_t number);
 
 /// What the daemon said last about itself.
-struct StoredAndLost {
-    std::uint64_t stored = 0; ///< records in its store
-    std::uint64_t lost = 0;   ///< by the daemon and on the way to us
+struct DaemonFigures {
+    std::uint64_t stored = 0;                          ///< records in its store
+    std::map<std::string, std::uint64_t> lostByReason; ///< since it started
+    /// Sources that cannot be read now: "nflog:5", "waiting: another program has this group".
+    std::vector<std::pair<std::string, std::string>> waiting;
+
+    std::uint64_t lost() const;
 };
+
+DaemonFigures daemonFigures(const DaemonStatus& status);
 
 /// Everything the logs window's status bar tells.
 struct LogsStatus {
@@ -32,11 +43,15 @@ struct LogsStatus {
     std::uint64_t liveRate = 0; ///< records a second
     std::size_t rows = 0;
     std::size_t selected = 0;
-    std::optional<StoredAndLost> daemon;
+    std::optional<DaemonFigures> daemon;
 };
 
-/// "live 214/s · 1,000 rows · 3 selected · stored 10,482,113 · lost 0": the parts that apply.
+/// "live 214/s · 1,000 rows · 3 selected · stored 10,482,113 · lost 12 (queue full) · 1 source
+/// waits": the parts that apply.
 QString statusText(const LogsStatus& status);
+
+/// Losses by reason and the sources that wait, a line each; empty when there are none.
+QString troubleText(const LogsStatus& status);
 
 /// Sentence for a table without rows; empty while one is on its way.
 QString emptyTableText(const LogsStatus& status, bool filtered);

@@ -309,5 +309,25 @@ TEST_F(LogsWindowTest, WithoutADaemonNothingIsShownButThatItIsMissing) {
     EXPECT_FALSE(table().emptyText().isEmpty());
 }
 
+TEST_F(LogsWindowTest, WhatTheDaemonLostAndWhatItWaitsForStandsInTheStatusBar) {
+    daemon.status.rows = 1500;
+    daemon.status.lost = {{"queue full", 12}, {"not a packet's line", 2}};
+    daemon.status.liveLost = 1;
+    daemon.status.sources.resize(2);
+    daemon.status.sources[0].name = "nflog:5";
+    daemon.status.sources[0].state = "waiting: the group is taken";
+    daemon.status.sources[1].name = "nflog:6";
+    daemon.status.sources[1].state = "running";
+    open();
+    const auto* text = child<QLabel>("statusText");
+    EXPECT_TRUE(until([&] {
+        return text->text().endsWith("stored 1,500 · lost 15 (queue full) · 1 source waits");
+    })) << text->text().toStdString();
+    EXPECT_EQ(text->toolTip(), "Lost: 2, not a packet's line\n"
+                               "Lost: 1, not taken in time by a viewer\n"
+                               "Lost: 12, queue full\n"
+                               "nflog:5 waiting: the group is taken");
+}
+
 } // namespace
 } // namespace brindle::test

@@ -33,7 +33,9 @@ int run(const ImportOptions& options, LogLines) {
         spdlog::error("{}", writer.error());
         return 1;
     }
-    const ImportReport report = importInputs(std::move(*writer), options.inputs, openInput);
+    const ImportReport report =
+        importInputs(std::move(*writer), options.inputs,
+                     [](const std::string& path) { return openInput(path); });
     for (const std::string& problem : report.problems)
         spdlog::error("{}", problem);
     if (!report.storeError.empty())

@@ -71,10 +71,20 @@ Type as(const toml::value& value, std::string_view key) {
     }
 }
 
-std::int64_t positive(const toml::value& value, std::string_view key) {
+struct Range {
+    std::int64_t least = 1;
+    std::int64_t most = std::numeric_limits<std::int32_t>::max();
+};
+
+std::int64_t numberIn(const Range& range, const toml::value& value, std::string_view key) {
     const auto number = as<std::int64_t>(value, key);
-    if (number < 1 || number > std::numeric_limits<std::int32_t>::max())
-        throw Mistake{value.location().line(), fmt::format("\"{}\" must be positive", key)};
+    const auto mistake = [&](const std::string& text) {
+        return Mistake{value.location().line(), fmt::format("\"{}\" must be {}", key, text)};
+    };
+    if (number < range.least)
+        throw mistake(range.least == 1 ? "positive" : fmt::format("{} or more", range.least));
+    if (number > range.most)
+        throw mistake(fmt::format("{} or less", range.most));
     return number;
 }
 
@@ -108,17 +118,60 @@ std::vector<std::string> readSources(const toml::value& value) {
     return sources;
 }
 
+/// Appends the list's patterns. Those of both lists share one `named`: a text in both would mean
+/// what its first list says, which is hardly what was wanted.
+void readPatterns(const toml::value& value, const std::string& key, Action action,
+                  std::set<std::string>& named, std::vector<ActionPattern>& patterns) {
+    // The kernel's own bound of a prefix.
+    constexpr std::size_t kLongest = 127;
+    const auto texts = as<std::vector<std::string>>(value, "actions." + key);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const auto line = value.as_array()[i].location().line();
+        // The prefixes of rules end in one, which the record's text has no more.
+        const auto first = texts[i].find_first_not_of(' ');
+        if (first == std::string::npos)
+            throw Mistake{line, fmt::format("\"actions.{}\": a pattern is empty", key)};
+        std::string text = texts[i].substr(first, texts[i].find_last_not_of(' ') - first + 1);
+        if (text.size() > kLongest)
+            throw Mistake{line,
+                          fmt::format("\"actions.{}\": a pattern is longer than {} bytes, and "
+                                      "so than any prefix",
+                                      key, kLongest)};
+        std::string lowered = text;
+        std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+        if (!named.insert(std::move(lowered)).second)
+            throw Mistake{line, fmt::format("pattern \"{}\": is named twice", text)};
+        patterns.push_back({std::move(text), action});
+    }
+}
+
+std::vector<ActionPattern> readActions(const toml::value& value) {
+    if (!value.is_table())
+        throw Mistake{value.location().line(), "\"actions\" must be a table"};
+    std::vector<ActionPattern> patterns;
+    std::set<std::string> named;
+    // In the order of the file: the list that stands first is looked through first.
+    for (const auto& [key, list] : entriesOf(value)) {
+        if (key != "blocked" && key != "passed")
+            throw Mistake{list->location().line(), fmt::format("unknown key \"actions.{}\"", key)};
+        readPatterns(*list, std::string(key), key == "blocked" ? Action::block : Action::pass,
+                     named, patterns);
+    }
+    return patterns;
+}
+
 void readLimits(const toml::value& value, IntakeLimits& limits) {
     if (!value.is_table())
         throw Mistake{value.location().line(), "\"limits\" must be a table"};
     for (const auto& [key, entry] : entriesOf(value)) {
         const toml::value& limit = *entry;
         if (key == "queue_records")
-            limits.queueRecords = static_cast<std::size_t>(positive(limit, key));
+            limits.queueRecords = static_cast<std::size_t>(numberIn({}, limit, key));
         else if (key == "batch_records")
-            limits.batchRecords = static_cast<std::size_t>(positive(limit, key));
+            limits.batchRecords = static_cast<std::size_t>(numberIn({}, limit, key));
         else if (key == "batch_milliseconds")
-            limits.batchAge = std::chrono::milliseconds(positive(limit, key));
+            limits.batchAge = std::chrono::milliseconds(numberIn({}, limit, key));
         else
             throw Mistake{limit.location().line(), fmt::format("unknown key \"limits.{}\"", key)};
     }
@@ -126,18 +179,16 @@ void readLimits(const toml::value& value, IntakeLimits& limits) {
 
 void readRetention(const toml::value& value, Retention& retention) {
     // With less there is little left beside the write-ahead log.
-    constexpr std::int64_t kFewestMegabytes = 64;
+    constexpr Range kMegabytes{.least = 64};
     if (!value.is_table())
         throw Mistake{value.location().line(), "\"retention\" must be a table"};
-    for (const auto& [key, limit] : value.as_table()) {
+    for (const auto& [key, entry] : entriesOf(value)) {
+        const toml::value& limit = *entry;
         if (key == "days") {
-            retention.age = std::chrono::hours(24) * positive(limit, key);
+            retention.age = std::chrono::hours(24) * numberIn({}, limit, key);
         } else if (key == "megabytes") {
-            const std::int64_t megabytes = positive(limit, key);
-            if (megabytes < kFewestMegabytes)
-                throw Mistake{limit.location().line(),
-                              fmt::format("\"{}\" must be {} or more", key, kFewestMegabytes)};
-            retention.bytes = static_cast<std::uint64_t>(megabytes) * 1'000'000;
+            retention.bytes =
+                static_cast<std::uint64_t>(numberIn(kMegabytes, limit, key)) * 1'000'000;
         } else {
             throw Mistake{limit.location().line(),
                           fmt::format("unknown key \"retention.{}\"", key)};
@@ -155,6 +206,8 @@ Configuration fromTable(const toml::value& file) {
             configuration.socket = as<std::string>(value, key);
         else if (key == "sources")
             configuration.sources = readSources(value);
+        else if (key == "actions")
+            configuration.actions = readActions(value);
         else if (key == "limits")
             readLimits(value, configuration.limits);
         else if (key == "retention")

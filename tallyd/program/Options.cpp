@@ -53,6 +53,7 @@ tl::expected<ServeOptions, std::string> serveOptions(const ServeRequest& request
         (given.sources ? given.sources : file.sources).value_or(std::vector<std::string>());
     if (const auto sound = checkSources(options.sources); !sound)
         return tl::unexpected(sound.error());
+    options.actions = file.actions;
     options.limits = file.limits;
     options.request = request;
     return options;

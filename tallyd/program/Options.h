@@ -4,6 +4,7 @@
 // it. Parsed once by main, before any thread.
 #pragma once
 
+#include "tallyd/sources/actions/ActionPatterns.h"
 #include "tallyd/store/Intake.h"
 
 #include <optional>
@@ -26,6 +27,7 @@ struct Configuration {
     std::optional<std::string> store;
     std::optional<std::string> socket;
     std::optional<std::vector<std::string>> sources; ///< "nflog:5" …: parseSourceSpec takes each
+    std::vector<ActionPattern> actions; ///< what a log prefix means, before what is built in
     IntakeLimits limits;
 };
 
@@ -44,6 +46,7 @@ struct ServeOptions {
     std::string store;
     std::string socket;
     std::vector<std::string> sources;
+    std::vector<ActionPattern> actions; ///< see Configuration
     IntakeLimits limits;
     ServeRequest request; ///< what the above was made from
 };

@@ -90,7 +90,8 @@ void reload(ServeOptions& options, SourceSet& sources) {
         return;
     }
     auto wanted = serveOptions(options.request);
-    const auto changes = wanted ? sources.replace(wanted->sources) : tl::unexpected(wanted.error());
+    const auto changes = wanted ? sources.replace(wanted->sources, ActionPatterns(wanted->actions))
+                                : tl::unexpected(wanted.error());
     if (!changes) {
         spdlog::error("reload: {}; nothing is changed", changes.error());
         return;
@@ -107,6 +108,10 @@ void reload(ServeOptions& options, SourceSet& sources) {
     takesEffectLater("\"limits\"", !sameLimits(wanted->limits, options.limits));
     if (!later.empty())
         spdlog::warn("reload: {} changed: taken at the next start", later);
+    if (wanted->actions != options.actions && changes->added < wanted->sources.size())
+        spdlog::warn(
+            "reload: \"actions\" changed: taken by new sources, by those that were kept at "
+            "the next start");
     // What is not taken is compared again, and told again, at the next reload.
     options.sources = std::move(wanted->sources);
 }
@@ -128,7 +133,7 @@ void holdSignals() {
 int serve(ServeOptions options) {
     // First what may need root, then its rights go, before there is a second thread.
     SourceSet prepared;
-    if (const auto made = prepared.prepare(options.sources); !made)
+    if (const auto made = prepared.prepare(options.sources, ActionPatterns(options.actions)); !made)
         return fail(made.error());
     DoorSocket door;
     auto opened = door.open(options.socket);

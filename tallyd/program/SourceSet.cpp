@@ -8,13 +8,14 @@
 namespace brindle::tallyd {
 
 tl::expected<SourceSet::Sources, std::string>
-SourceSet::makeMissing(const std::vector<std::string>& specs) const {
+SourceSet::makeMissing(const std::vector<std::string>& specs,
+                       const ActionPatterns& patterns) const {
     Sources made;
     for (const std::string& spec : specs) {
         if (std::any_of(sources_.begin(), sources_.end(),
                         [&](const auto& source) { return source->name() == spec; }))
             continue;
-        auto source = make_(spec);
+        auto source = make_(spec, patterns);
         if (!source)
             return tl::unexpected(source.error());
         made.push_back(std::move(*source));
@@ -22,8 +23,9 @@ SourceSet::makeMissing(const std::vector<std::string>& specs) const {
     return made;
 }
 
-tl::expected<void, std::string> SourceSet::prepare(const std::vector<std::string>& specs) {
-    auto made = makeMissing(specs);
+tl::expected<void, std::string> SourceSet::prepare(const std::vector<std::string>& specs,
+                                                   const ActionPatterns& patterns) {
+    auto made = makeMissing(specs, patterns);
     if (!made)
         return tl::unexpected(made.error());
     sources_ = std::move(*made);
@@ -37,8 +39,8 @@ void SourceSet::start(RecordSink& sink) {
 }
 
 tl::expected<SourceSet::Changes, std::string>
-SourceSet::replace(const std::vector<std::string>& specs) {
-    auto made = makeMissing(specs);
+SourceSet::replace(const std::vector<std::string>& specs, const ActionPatterns& patterns) {
+    auto made = makeMissing(specs, patterns);
     if (!made)
         return tl::unexpected(made.error());
     const auto isKept = [&](const std::unique_ptr<Source>& source) {

@@ -24,14 +24,15 @@ namespace brindle::tallyd {
 
 class SourceSet {
   public:
-    using MakeSource =
-        std::function<tl::expected<std::unique_ptr<Source>, std::string>(const std::string& spec)>;
+    using MakeSource = std::function<tl::expected<std::unique_ptr<Source>, std::string>(
+        const std::string& spec, const ActionPatterns& patterns)>;
 
     explicit SourceSet(MakeSource make = makeSource) : make_(std::move(make)) {}
 
-    /// Makes them, without starting any. Error: of the first that cannot be made; then nothing has
-    /// changed.
-    tl::expected<void, std::string> prepare(const std::vector<std::string>& specs);
+    /// Makes them, without starting any. `patterns`: what a log prefix means to them. Error: of the
+    /// first that cannot be made; then nothing has changed.
+    tl::expected<void, std::string> prepare(const std::vector<std::string>& specs,
+                                            const ActionPatterns& patterns = ActionPatterns());
     /// Starts what was prepared. To be called once.
     void start(RecordSink& sink);
 
@@ -39,8 +40,10 @@ class SourceSet {
         std::size_t added = 0;
         std::size_t removed = 0;
     };
-    /// After `start`: afterwards these run. Error: as `prepare`; what ran runs on.
-    tl::expected<Changes, std::string> replace(const std::vector<std::string>& specs);
+    /// After `start`: afterwards these run. `patterns` are for those that are new, the others keep
+    /// theirs. Error: as `prepare`; what ran runs on.
+    tl::expected<Changes, std::string> replace(const std::vector<std::string>& specs,
+                                               const ActionPatterns& patterns = ActionPatterns());
     /// Stops and removes all of them.
     void clear() { sources_.clear(); }
 
@@ -50,7 +53,8 @@ class SourceSet {
   private:
     using Sources = std::vector<std::unique_ptr<Source>>;
 
-    tl::expected<Sources, std::string> makeMissing(const std::vector<std::string>& specs) const;
+    tl::expected<Sources, std::string> makeMissing(const std::vector<std::string>& specs,
+                                                   const ActionPatterns& patterns) const;
 
     const MakeSource make_;
     std::unique_ptr<CountingSink> sink_; ///< of the sources below

@@ -10,14 +10,14 @@
 
 namespace brindle::tallyd {
 
-std::unique_ptr<PacketDecoder> makePacketDecoder(int linkType) {
+std::unique_ptr<PacketDecoder> makePacketDecoder(int linkType, ActionPatterns patterns) {
     switch (linkType) {
     case kPflogLinkType:
         return std::make_unique<PflogDecoder>();
     case kOldPflogLinkType:
         return std::make_unique<OldPflogDecoder>();
     case kNflogLinkType:
-        return std::make_unique<NflogDecoder>();
+        return std::make_unique<NflogDecoder>(std::move(patterns));
     default:
         return nullptr;
     }
@@ -55,7 +55,8 @@ CaptureInput::CaptureInput(InputStream stream, std::unique_ptr<pcap, ClosePcap> 
 
 CaptureInput::~CaptureInput() = default;
 
-tl::expected<std::unique_ptr<InputFile>, std::string> CaptureInput::open(InputStream stream) {
+tl::expected<std::unique_ptr<InputFile>, std::string> CaptureInput::open(InputStream stream,
+                                                                         ActionPatterns patterns) {
     char reason[PCAP_ERRBUF_SIZE] = "";
     std::unique_ptr<pcap, ClosePcap> capture(pcap_fopen_offline_with_tstamp_precision(
         stream.file(), PCAP_TSTAMP_PRECISION_MICRO, reason));
@@ -64,7 +65,7 @@ tl::expected<std::unique_ptr<InputFile>, std::string> CaptureInput::open(InputSt
     stream.giveUpFile();
 
     const int linkType = pcap_datalink(capture.get());
-    auto decoder = makePacketDecoder(linkType);
+    auto decoder = makePacketDecoder(linkType, std::move(patterns));
     if (!decoder) {
         const char* name = pcap_datalink_val_to_name(linkType);
         return tl::unexpected(

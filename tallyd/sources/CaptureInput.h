@@ -6,6 +6,7 @@
 
 #include "tallyd/sources/InputFile.h"
 #include "tallyd/sources/InputStream.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 #include "tallyd/sources/ip/PacketDecoder.h"
 
 #include <memory>
@@ -16,15 +17,17 @@ struct pcap;
 namespace brindle::tallyd {
 
 /// The decoder for packets of a link type (a DLT_ number, as pcap_datalink() tells it); none for a
-/// link type that carries no packet filter's log.
-std::unique_ptr<PacketDecoder> makePacketDecoder(int linkType);
+/// link type that carries no packet filter's log. `patterns`: what a prefix means.
+std::unique_ptr<PacketDecoder> makePacketDecoder(int linkType,
+                                                 ActionPatterns patterns = ActionPatterns());
 
 class CaptureInput final : public InputFile {
   public:
     /// Whether an input that starts with these bytes (4 are enough) is a capture.
     static bool recognises(std::string_view start);
 
-    static tl::expected<std::unique_ptr<InputFile>, std::string> open(InputStream stream);
+    static tl::expected<std::unique_ptr<InputFile>, std::string>
+    open(InputStream stream, ActionPatterns patterns = ActionPatterns());
     ~CaptureInput() override;
 
     bool read(std::vector<PacketRecord>& records, std::size_t limit) override;

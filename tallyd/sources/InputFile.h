@@ -9,6 +9,7 @@
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,7 +37,9 @@ class InputFile {
 };
 
 /// `path` "-" is standard input. An empty file is a log without lines. Error: one line naming the
-/// path and the reason (missing, not a log, foreign link type).
-tl::expected<std::unique_ptr<InputFile>, std::string> openInput(const std::string& path);
+/// path and the reason (missing, not a log, foreign link type). `patterns`: what a log prefix
+/// means.
+tl::expected<std::unique_ptr<InputFile>, std::string>
+openInput(const std::string& path, ActionPatterns patterns = ActionPatterns());
 
 } // namespace brindle::tallyd

@@ -43,8 +43,8 @@ bool LogTextInput::recognises(std::string_view start) {
     return true;
 }
 
-LogTextInput::LogTextInput(InputStream stream, LineClock clock)
-    : stream_(std::move(stream)), clock_(clock) {}
+LogTextInput::LogTextInput(InputStream stream, LineClock clock, ActionPatterns patterns)
+    : stream_(std::move(stream)), clock_(clock), netfilter_(std::move(patterns)) {}
 
 bool LogTextInput::read(std::vector<PacketRecord>& records, std::size_t limit) {
     while (limit > 0) {

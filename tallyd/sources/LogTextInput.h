@@ -18,8 +18,8 @@ class LogTextInput final : public InputFile {
     /// Whether an input that starts with these bytes (some hundred are enough) can be a text log.
     static bool recognises(std::string_view start);
 
-    /// `clock` completes the lines' times.
-    LogTextInput(InputStream stream, LineClock clock);
+    /// `clock` completes the lines' times. `patterns`: what a prefix means.
+    LogTextInput(InputStream stream, LineClock clock, ActionPatterns patterns = ActionPatterns());
 
     bool read(std::vector<PacketRecord>& records, std::size_t limit) override;
     const std::map<std::string, std::uint64_t>& skipped() const override { return skipped_; }

@@ -61,17 +61,19 @@ tl::expected<ReplayPlan, std::string> ReplayPlan::parse(const std::string& text)
     return plan;
 }
 
-tl::expected<std::unique_ptr<ReplaySource>, std::string> ReplaySource::open(std::string name,
-                                                                            ReplayPlan plan) {
-    auto input = openInput(plan.path);
+tl::expected<std::unique_ptr<ReplaySource>, std::string>
+ReplaySource::open(std::string name, ReplayPlan plan, ActionPatterns patterns) {
+    auto input = openInput(plan.path, patterns);
     if (!input)
         return tl::unexpected(input.error());
     return std::unique_ptr<ReplaySource>(
-        new ReplaySource(std::move(name), std::move(plan), std::move(*input)));
+        new ReplaySource(std::move(name), std::move(plan), std::move(patterns), std::move(*input)));
 }
 
-ReplaySource::ReplaySource(std::string name, ReplayPlan plan, std::unique_ptr<InputFile> input)
-    : name_(std::move(name)), plan_(std::move(plan)), input_(std::move(input)) {}
+ReplaySource::ReplaySource(std::string name, ReplayPlan plan, ActionPatterns patterns,
+                           std::unique_ptr<InputFile> input)
+    : name_(std::move(name)), plan_(std::move(plan)), patterns_(std::move(patterns)),
+      input_(std::move(input)) {}
 
 ReplaySource::~ReplaySource() {
     {
@@ -102,7 +104,7 @@ void ReplaySource::run() {
         }
         if (plan_.speed && !waitUntil(roundStart_ + kShortestRound))
             return;
-        auto again = openInput(plan_.path);
+        auto again = openInput(plan_.path, patterns_);
         if (!again) {
             sink_->setState(id_, again.error());
             return;

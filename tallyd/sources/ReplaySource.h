@@ -37,9 +37,9 @@ struct ReplayPlan {
 
 class ReplaySource final : public Source {
   public:
-    /// Error: why the recording cannot be opened.
-    static tl::expected<std::unique_ptr<ReplaySource>, std::string> open(std::string name,
-                                                                         ReplayPlan plan);
+    /// `patterns`: what a log prefix means. Error: why the recording cannot be opened.
+    static tl::expected<std::unique_ptr<ReplaySource>, std::string>
+    open(std::string name, ReplayPlan plan, ActionPatterns patterns = ActionPatterns());
     ~ReplaySource() override;
 
     const std::string& name() const override { return name_; }
@@ -48,7 +48,8 @@ class ReplaySource final : public Source {
   private:
     using Clock = std::chrono::steady_clock;
 
-    ReplaySource(std::string name, ReplayPlan plan, std::unique_ptr<InputFile> input);
+    ReplaySource(std::string name, ReplayPlan plan, ActionPatterns patterns,
+                 std::unique_ptr<InputFile> input);
 
     void run();
     /// Plays the open input to its end or until told to stop.
@@ -63,6 +64,7 @@ class ReplaySource final : public Source {
 
     const std::string name_;
     const ReplayPlan plan_;
+    const ActionPatterns patterns_;
 
     // Of the thread, once started.
     std::unique_ptr<InputFile> input_;

@@ -22,17 +22,19 @@ using Made = tl::expected<std::unique_ptr<Source>, std::string>;
 /// Makes the source of each kind of plan.
 class Maker {
   public:
-    explicit Maker(const std::string& spec) : spec_(spec) {}
+    Maker(const std::string& spec, const ActionPatterns& patterns)
+        : spec_(spec), patterns_(patterns) {}
 
     Made operator()(const ReplayPlan& plan) const {
-        auto source = ReplaySource::open(spec_, plan);
+        auto source = ReplaySource::open(spec_, plan, patterns_);
         if (!source)
             return tl::unexpected(fmt::format("source \"{}\": {}", spec_, source.error()));
         return std::move(*source);
     }
     Made operator()(const NflogGroupPlan& plan) const {
-        return live(
-            std::make_unique<LiveCapture>([group = plan.group] { return openNflogGroup(group); }));
+        return live(std::make_unique<LiveCapture>([group = plan.group, patterns = patterns_] {
+            return openNflogGroup(group, patterns);
+        }));
     }
     Made operator()(const PflogInterfacePlan& plan) const {
         return live(std::make_unique<LiveCapture>(
@@ -40,13 +42,17 @@ class Maker {
     }
 
     Made operator()(const FollowedLogPlan& plan) const {
-        return followed(plan.path, logContent(plan.kind));
+        return followed(plan.path, logContent(plan.kind, patterns_));
     }
     Made operator()(const FollowedCapturePlan& plan) const {
-        return followed(plan.path, captureContent(plan.kind));
+        return followed(plan.path, captureContent(plan.kind, patterns_));
     }
-    Made operator()(const KernelBufferPlan&) const { return live(KernelBuffer::ofThisMachine()); }
-    Made operator()(const KernelJournalPlan&) const { return live(KernelJournal::ofThisMachine()); }
+    Made operator()(const KernelBufferPlan&) const {
+        return live(KernelBuffer::ofThisMachine(patterns_));
+    }
+    Made operator()(const KernelJournalPlan&) const {
+        return live(KernelJournal::ofThisMachine(patterns_));
+    }
 
   private:
     Made live(std::unique_ptr<SourceReader> reader,
@@ -61,15 +67,17 @@ class Maker {
     }
 
     const std::string& spec_;
+    const ActionPatterns& patterns_;
 };
 
 } // namespace
 
-tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec) {
+tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec,
+                                                              ActionPatterns patterns) {
     const auto plan = parseSourceSpec(spec);
     if (!plan)
         return tl::unexpected(plan.error());
-    return std::visit(Maker(spec), *plan);
+    return std::visit(Maker(spec, patterns), *plan);
 }
 
 } // namespace brindle::tallyd

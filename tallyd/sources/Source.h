@@ -8,6 +8,7 @@
 #pragma once
 
 #include "tallyd/records/RecordSink.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 
 #include <memory>
 #include <string>
@@ -28,9 +29,11 @@ class Source {
     virtual void start(RecordSink& sink) = 0;
 };
 
-/// `spec`: see parseSourceSpec. What it reads is opened here, so that it may be something that the
-/// daemon cannot open any more once it has given up its rights. A live device or file that is not
-/// there is no error: its source waits for it. Error: one line that names the text and the reason.
-tl::expected<std::unique_ptr<Source>, std::string> makeSource(const std::string& spec);
+/// `spec`: see parseSourceSpec. `patterns`: what a log prefix means. What it reads is opened here,
+/// so that it may be something that the daemon cannot open any more once it has given up its
+/// rights. A live device or file that is not there is no error: its source waits for it. Error: one
+/// line that names the text and the reason.
+tl::expected<std::unique_ptr<Source>, std::string>
+makeSource(const std::string& spec, ActionPatterns patterns = ActionPatterns());
 
 } // namespace brindle::tallyd

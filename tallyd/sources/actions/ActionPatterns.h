@@ -22,6 +22,8 @@ struct ActionPattern {
     /// the end of a word there: "drop" is in "LAN_DROP:", not in "dropbox".
     std::string text;
     Action action = Action::block;
+
+    friend bool operator==(const ActionPattern&, const ActionPattern&) = default;
 };
 
 /// Ordered patterns: the configured ones, then the built-in ones. Immutable once made.

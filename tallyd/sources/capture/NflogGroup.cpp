@@ -111,7 +111,8 @@ std::string reasonOf(pcap* handle, std::uint16_t group) {
 
 } // namespace
 
-tl::expected<OpenCapture, std::string> openNflogGroup(std::uint16_t group) {
+tl::expected<OpenCapture, std::string> openNflogGroup(std::uint16_t group,
+                                                      ActionPatterns patterns) {
     char reason[PCAP_ERRBUF_SIZE] = "";
     PcapHandle handle(pcap_create(fmt::format("nflog:{}", group).c_str(), reason));
     if (!handle)
@@ -128,7 +129,7 @@ tl::expected<OpenCapture, std::string> openNflogGroup(std::uint16_t group) {
             fmt::format("group {} cannot be configured: {}", group, std::strerror(errno)));
     InterfaceNames interfaces(InterfaceNames::ofThisMachine());
     return OpenCapture{std::move(handle),
-                       std::make_unique<NflogDecoder>(ActionPatterns(), std::move(interfaces))};
+                       std::make_unique<NflogDecoder>(std::move(patterns), std::move(interfaces))};
 }
 
 } // namespace brindle::tallyd

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -16,7 +17,8 @@ namespace {
 
 class CaptureContent final : public FollowedContent {
   public:
-    explicit CaptureContent(CaptureKind kind) : kind_(kind) {}
+    CaptureContent(CaptureKind kind, ActionPatterns patterns)
+        : kind_(kind), patterns_(std::move(patterns)) {}
 
     std::unique_ptr<Framing> framing() const override { return std::make_unique<CaptureFraming>(); }
 
@@ -72,11 +74,12 @@ class CaptureContent final : public FollowedContent {
         if (kind_ == CaptureKind::pflog && linkType == kOldPflogLinkType)
             return std::make_unique<OldPflogDecoder>();
         if (kind_ == CaptureKind::nflog && linkType == kNflogLinkType)
-            return std::make_unique<NflogDecoder>();
+            return std::make_unique<NflogDecoder>(patterns_);
         return nullptr;
     }
 
     const CaptureKind kind_;
+    const ActionPatterns patterns_;
     std::optional<int> linkType_;
     bool isNanos_ = false;
     std::unique_ptr<PacketDecoder> decoder_;
@@ -84,8 +87,8 @@ class CaptureContent final : public FollowedContent {
 
 } // namespace
 
-std::unique_ptr<FollowedContent> captureContent(CaptureKind kind) {
-    return std::make_unique<CaptureContent>(kind);
+std::unique_ptr<FollowedContent> captureContent(CaptureKind kind, ActionPatterns patterns) {
+    return std::make_unique<CaptureContent>(kind, std::move(patterns));
 }
 
 } // namespace brindle::tallyd

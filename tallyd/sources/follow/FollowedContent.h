@@ -38,12 +38,15 @@ class FollowedContent {
 
 using MakeLineClock = std::function<LineClock(std::int64_t writtenMicros)>;
 
+/// `patterns`: what a prefix means, here and below.
 std::unique_ptr<FollowedContent> logContent(LineKind kind,
+                                            ActionPatterns patterns = ActionPatterns(),
                                             MakeLineClock makeClock = presentLineClock);
 
 enum class CaptureKind { pflog, nflog };
 
 /// pcap files in this machine's byte order, as pflogd and others write them here.
-std::unique_ptr<FollowedContent> captureContent(CaptureKind kind);
+std::unique_ptr<FollowedContent> captureContent(CaptureKind kind,
+                                                ActionPatterns patterns = ActionPatterns());
 
 } // namespace brindle::tallyd

@@ -9,8 +9,8 @@ namespace {
 
 class LogContent final : public FollowedContent {
   public:
-    LogContent(LineKind kind, MakeLineClock makeClock)
-        : decoder_(makeLineDecoder(kind)), makeClock_(std::move(makeClock)) {}
+    LogContent(LineKind kind, ActionPatterns patterns, MakeLineClock makeClock)
+        : decoder_(makeLineDecoder(kind, std::move(patterns))), makeClock_(std::move(makeClock)) {}
 
     std::unique_ptr<Framing> framing() const override { return std::make_unique<LineFraming>(); }
 
@@ -39,8 +39,9 @@ class LogContent final : public FollowedContent {
 
 } // namespace
 
-std::unique_ptr<FollowedContent> logContent(LineKind kind, MakeLineClock makeClock) {
-    return std::make_unique<LogContent>(kind, std::move(makeClock));
+std::unique_ptr<FollowedContent> logContent(LineKind kind, ActionPatterns patterns,
+                                            MakeLineClock makeClock) {
+    return std::make_unique<LogContent>(kind, std::move(patterns), std::move(makeClock));
 }
 
 } // namespace brindle::tallyd

@@ -77,14 +77,14 @@ std::optional<KernelMessage> KernelMessage::parse(std::string_view record) {
     return message;
 }
 
-KernelBuffer::KernelBuffer(OpenDevice openDevice, std::string bootId)
+KernelBuffer::KernelBuffer(OpenDevice openDevice, std::string bootId, ActionPatterns patterns)
     : openDevice_(std::move(openDevice)), bootId_(std::move(bootId)),
-      decoder_(makeLineDecoder(LineKind::netfilter)), buffer_(kMessageBytes) {}
+      decoder_(makeLineDecoder(LineKind::netfilter, std::move(patterns))), buffer_(kMessageBytes) {}
 
-std::unique_ptr<KernelBuffer> KernelBuffer::ofThisMachine() {
+std::unique_ptr<KernelBuffer> KernelBuffer::ofThisMachine(ActionPatterns patterns) {
     return std::make_unique<KernelBuffer>(
         [] { return ::open("/dev/kmsg", O_RDONLY | O_NONBLOCK | O_CLOEXEC); },
-        bootIdOfThisMachine());
+        bootIdOfThisMachine(), std::move(patterns));
 }
 
 KernelBuffer::~KernelBuffer() {

@@ -39,9 +39,11 @@ class KernelBuffer final : public SourceReader {
     using OpenDevice = std::function<int()>;
 
     /// `bootId`: another one after each start of the machine, when messages are counted anew.
-    KernelBuffer(OpenDevice openDevice, std::string bootId);
+    /// `patterns`: what a line's prefix means.
+    KernelBuffer(OpenDevice openDevice, std::string bootId,
+                 ActionPatterns patterns = ActionPatterns());
     /// The buffer of this machine.
-    static std::unique_ptr<KernelBuffer> ofThisMachine();
+    static std::unique_ptr<KernelBuffer> ofThisMachine(ActionPatterns patterns = ActionPatterns());
     ~KernelBuffer() override;
 
     tl::expected<void, std::string> open() override;

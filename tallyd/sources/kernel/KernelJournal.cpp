@@ -45,13 +45,16 @@ void KernelJournal::Close::operator()(sd_journal* journal) const {
     sd_journal_close(journal);
 }
 
-KernelJournal::KernelJournal(OpenJournal openJournal)
-    : openJournal_(std::move(openJournal)), decoder_(makeLineDecoder(LineKind::netfilter)) {}
+KernelJournal::KernelJournal(OpenJournal openJournal, ActionPatterns patterns)
+    : openJournal_(std::move(openJournal)),
+      decoder_(makeLineDecoder(LineKind::netfilter, std::move(patterns))) {}
 
-std::unique_ptr<KernelJournal> KernelJournal::ofThisMachine() {
-    return std::make_unique<KernelJournal>([](sd_journal** journal) {
-        return sd_journal_open(journal, SD_JOURNAL_LOCAL_ONLY | SD_JOURNAL_SYSTEM);
-    });
+std::unique_ptr<KernelJournal> KernelJournal::ofThisMachine(ActionPatterns patterns) {
+    return std::make_unique<KernelJournal>(
+        [](sd_journal** journal) {
+            return sd_journal_open(journal, SD_JOURNAL_LOCAL_ONLY | SD_JOURNAL_SYSTEM);
+        },
+        std::move(patterns));
 }
 
 KernelJournal::~KernelJournal() = default;

@@ -26,9 +26,10 @@ class KernelJournal final : public SourceReader {
     /// As sd_journal_open(): 0, or a negative errno.
     using OpenJournal = std::function<int(sd_journal** journal)>;
 
-    explicit KernelJournal(OpenJournal openJournal);
+    /// `patterns`: what a line's prefix means.
+    explicit KernelJournal(OpenJournal openJournal, ActionPatterns patterns = ActionPatterns());
     /// The system's journal of this machine.
-    static std::unique_ptr<KernelJournal> ofThisMachine();
+    static std::unique_ptr<KernelJournal> ofThisMachine(ActionPatterns patterns = ActionPatterns());
     ~KernelJournal() override;
 
     tl::expected<void, std::string> open() override;

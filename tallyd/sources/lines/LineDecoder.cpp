@@ -5,6 +5,7 @@
 #include "tallyd/sources/netfilter/NetfilterDecoder.h"
 
 #include <ctime>
+#include <utility>
 
 namespace brindle::tallyd {
 
@@ -13,6 +14,8 @@ namespace {
 template <typename Decoder>
 class LinesOf final : public LineDecoder {
   public:
+    explicit LinesOf(Decoder decoder) : decoder_(std::move(decoder)) {}
+
     std::optional<tl::expected<PacketRecord, std::string_view>>
     decode(std::string_view line, const LineClock& clock) override {
         if (!Decoder::recognises(line))
@@ -32,10 +35,10 @@ std::int64_t clockMicros(clockid_t clock) {
 
 } // namespace
 
-std::unique_ptr<LineDecoder> makeLineDecoder(LineKind kind) {
+std::unique_ptr<LineDecoder> makeLineDecoder(LineKind kind, ActionPatterns patterns) {
     if (kind == LineKind::filterlog)
-        return std::make_unique<LinesOf<FilterlogDecoder>>();
-    return std::make_unique<LinesOf<NetfilterDecoder>>();
+        return std::make_unique<LinesOf<FilterlogDecoder>>(FilterlogDecoder());
+    return std::make_unique<LinesOf<NetfilterDecoder>>(NetfilterDecoder(std::move(patterns)));
 }
 
 LineClock presentLineClock(std::int64_t writtenMicros) {

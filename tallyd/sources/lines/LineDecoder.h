@@ -5,6 +5,7 @@
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
+#include "tallyd/sources/actions/ActionPatterns.h"
 #include "tallyd/sources/header/LineHeader.h"
 
 #include <memory>
@@ -28,7 +29,9 @@ class LineDecoder {
     decode(std::string_view line, const LineClock& clock) = 0;
 };
 
-std::unique_ptr<LineDecoder> makeLineDecoder(LineKind kind);
+/// `patterns`: what a prefix means, for lines that tell no verdict.
+std::unique_ptr<LineDecoder> makeLineDecoder(LineKind kind,
+                                             ActionPatterns patterns = ActionPatterns());
 
 /// The clock for a line that is read now. `writtenMicros`: when it was written, as far as its log
 /// can tell.

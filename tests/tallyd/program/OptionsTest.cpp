@@ -74,6 +74,30 @@ TEST_F(OptionsTest, TheCommandLineGoesBeforeTheConfigurationFile) {
     EXPECT_THAT(both.sources, ElementsAre("replay:/c", "replay:/d"));
 }
 
+TEST_F(OptionsTest, WhatIsKeptAndWhatPrefixesMeanAreTakenFromTheFile) {
+    const char* file = configured("store = \"s\"\n"
+                                  "[actions]\n"
+                                  "passed = [\"drop test \", \"audit\"]\n"
+                                  "blocked = [\"Quarantine\"]\n"
+                                  "[retention]\n"
+                                  "days = 30\n"
+                                  "megabytes = 64\n");
+    const auto options = std::get<ServeOptions>(parse({"serve", "--config", file}));
+    const std::vector<ActionPattern> expected{
+        {"drop test", Action::pass}, {"audit", Action::pass}, {"Quarantine", Action::block}};
+    EXPECT_EQ(options.actions, expected);
+    EXPECT_EQ(options.limits.retention.age, std::chrono::hours(30 * 24));
+    EXPECT_EQ(options.limits.retention.bytes, 64'000'000u);
+
+    // The list that stands first is looked through first.
+    const char* turned = configured("store = \"s\"\n"
+                                    "[actions]\n"
+                                    "blocked = [\"all\"]\n"
+                                    "passed = [\"all gone\"]\n");
+    const auto other = std::get<ServeOptions>(parse({"serve", "--config", turned}));
+    EXPECT_EQ(ActionPatterns(other.actions).actionOf("all gone"), Action::block);
+}
+
 TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
     const struct {
         const char* text;
@@ -84,6 +108,19 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         {"\nsources = \"replay:/a\"\n", ":2: \"sources\" must be a list of texts"},
         {"[limits]\nbatch_records = 0\n", ":2: \"batch_records\" must be positive"},
         {"[limits]\nspeed = 1\n", ":2: unknown key \"limits.speed\""},
+        {"[retention]\ndays = 0\n", ":2: \"days\" must be positive"},
+        {"[retention]\n\ndays = \"90\"\n", ":3: \"days\" must be a whole number"},
+        {"[retention]\ndays = 1\nmegabytes = 63\n", ":3: \"megabytes\" must be 64 or more"},
+        {"[retention]\nmegabytes = 10000000000\n", ":2: \"megabytes\" must be 2147483647 or less"},
+        {"[retention]\nz = 1\nmegabytes = 1\n", ":2: unknown key \"retention.z\""},
+        {"retention = 90\n", ":1: \"retention\" must be a table"},
+        {"actions = [\"drop\"]\n", ":1: \"actions\" must be a table"},
+        {"[actions]\nblocked = \"x\"\n", ":2: \"actions.blocked\" must be a list of texts"},
+        {"[actions]\npassed = [1]\n", ":2: \"actions.passed\" must be a list of texts"},
+        {"[actions]\npassed = [\n\"a\",\n\" \"]\n", ":4: \"actions.passed\": a pattern is empty"},
+        {"[actions]\npassed = [\"no\"]\nblocked = [\n\"NO \"]\n",
+         ":4: pattern \"NO\": is named twice"},
+        {"[actions]\nrejected = []\n", ":2: unknown key \"actions.rejected\""},
         {"store = \"a\"\nstore\n", ":2: not understood"},
         {"sources = [\n\"replay:/a\",\n\"odd:x\"]\n", ":3: source \"odd:x\""},
         {"sources = [\n\"nflog:5\",\n\n\"nflog:5\"]\n", ":4: source \"nflog:5\": is named twice"},

@@ -4,6 +4,7 @@
 #include "tests/tallyd/program/StartedProgram.h"
 
 #include <chrono>
+#include <map>
 
 #include <gmock/gmock.h>
 
@@ -99,6 +100,35 @@ TEST_F(ReloadTest, AMistakeInTheNewFileIsOneLineAndTheOldSourcesStay) {
                                       "; nothing is changed\n"
                                       "tallyd: reload: source \"replay:[^\n]*missing[^\n]*"
                                       "; nothing is changed\n"));
+}
+
+TEST_F(ReloadTest, WhatPrefixesMeanIsConfiguredAndStaysForSourcesThatStay) {
+    const auto actions = [this] {
+        std::map<std::string, int> counts;
+        for (const std::string& row : query(0, kEver))
+            ++counts[row.find("|block|") != row.npos ? "block" : "pass"];
+        return counts;
+    };
+    using Counts = std::map<std::string, int>;
+    const std::string first = log("first", 10); // their prefix is [DROP]
+    configure(first, "[actions]\npassed = [\"drop\"]\n");
+    Program program = start();
+    EXPECT_EQ(manager.told(), "READY=1");
+    expectRows(10);
+    EXPECT_EQ(actions(), (Counts{{"pass", 10}}));
+
+    const std::string second = log("second", 100);
+    configure(first + ", " + second);
+    reload(program);
+    expectRows(110);
+    log("first", 5);
+    expectRows(115);
+    EXPECT_EQ(actions(), (Counts{{"pass", 15}, {"block", 100}}));
+    EXPECT_EQ(program.end(SIGTERM), 0);
+    EXPECT_EQ(program.complaints(),
+              "tallyd: reload: 1 sources added, 0 removed, 1 kept\n"
+              "tallyd: reload: \"actions\" changed: taken by new sources, by those that were kept "
+              "at the next start\n");
 }
 
 TEST_F(ReloadTest, AServiceThatStaysRootSaysSoOnce) {

@@ -47,12 +47,12 @@ class FakeSink final : public RecordSink {
 
 TEST(SourceSet, OnlyWhatChangedIsTouchedAndWhatComesBackGoesOn) {
     std::vector<std::string> events;
-    SourceSet set(
-        [&](const std::string& spec) -> tl::expected<std::unique_ptr<Source>, std::string> {
-            if (spec == "bad")
-                return tl::unexpected(std::string("bad: is bad"));
-            return std::make_unique<FakeSource>(spec, events);
-        });
+    SourceSet set([&](const std::string& spec,
+                      const ActionPatterns&) -> tl::expected<std::unique_ptr<Source>, std::string> {
+        if (spec == "bad")
+            return tl::unexpected(std::string("bad: is bad"));
+        return std::make_unique<FakeSource>(spec, events);
+    });
     FakeSink sink;
     ASSERT_TRUE(set.prepare({"a", "b"}));
     EXPECT_THAT(events, ElementsAre());

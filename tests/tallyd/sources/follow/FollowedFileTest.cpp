@@ -26,8 +26,8 @@ std::unique_ptr<LiveSource> follow(const LogFolder& folder, RecordSink& sink,
                                    MakeLineClock clock = presentLineClock) {
     auto source = std::make_unique<LiveSource>(
         "netfilter:" + folder.path(),
-        std::make_unique<FollowedFile>(folder.path(),
-                                       logContent(LineKind::netfilter, std::move(clock))),
+        std::make_unique<FollowedFile>(
+            folder.path(), logContent(LineKind::netfilter, ActionPatterns(), std::move(clock))),
         20ms);
     source->start(sink);
     return source;

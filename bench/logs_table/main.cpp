@@ -3,7 +3,7 @@
 // What a million rows cost the logs table: filling it, sorting, filtering, and memory. Each figure
 // is from the request to the arrangement that the model shows; "main_ms" is the processor
 // time of it that is spent on the main thread, at the most. The argument is how many distinct
-// addresses the rows have.
+// addresses the rows have; BENCH_ROWS gives another number of rows.
 #include "app/logs/table/LogsArrayController.h"
 #include "app/logs/table/LogsTableModel.h"
 
@@ -21,7 +21,11 @@
 namespace brindle {
 namespace {
 
-constexpr std::size_t kRows = 1000000;
+std::size_t rowCount() {
+    const char* given = std::getenv("BENCH_ROWS");
+    return given ? std::strtoull(given, nullptr, 10) : 1'000'000;
+}
+
 constexpr std::size_t kBatchRows = 4096;
 
 /// Runs its tasks when told and keeps the time that takes.
@@ -78,7 +82,8 @@ std::vector<std::shared_ptr<const RecordBatch>> makeBatches(std::uint32_t addres
     std::vector<std::shared_ptr<const RecordBatch>> batches;
     RecordBatchBuilder builder;
     double epoch = 1700000000;
-    for (std::size_t i = 0; i < kRows; ++i) {
+    const std::size_t rows = rowCount();
+    for (std::size_t i = 0; i < rows; ++i) {
         epoch -= below(1200000) / 1e6;
         RecordRow row;
         row.epoch = epoch;
@@ -93,7 +98,7 @@ std::vector<std::shared_ptr<const RecordBatch>> makeBatches(std::uint32_t addres
         row.dstip = builder.intern(addressText(below(16)));
         row.proto = builder.intern(below(4) == 0 ? "udp" : "tcp");
         builder.add(row);
-        if (builder.size() == kBatchRows || i + 1 == kRows)
+        if (builder.size() == kBatchRows || i + 1 == rows)
             batches.push_back(builder.finish());
     }
     return batches;
@@ -132,7 +137,8 @@ void build(benchmark::State& state) {
         state.PauseTiming();
         state.counters["main_ms"] = table.main->takeMilliseconds();
         state.counters["bytes_a_row"] =
-            static_cast<double>(mallinfo2().uordblks + mallinfo2().hblkhd - before) / kRows;
+            static_cast<double>(mallinfo2().uordblks + mallinfo2().hblkhd - before) /
+            static_cast<double>(rowCount());
         table.main->timed([&] { table.controller.clear(); });
         state.counters["clear_ms"] = table.main->takeMilliseconds();
         state.ResumeTiming();

@@ -21,17 +21,17 @@ show_period() {
 # A word is typed into the filter and taken out again, three headers are clicked, the end and the
 # start of the table are gone to: whatever holds the main thread there counts.
 use_table() {
-    local x y
+    local x
     keys ctrl+f
     timeout 20 xdotool type --delay 100 blocked
     quiet_for 1
     keys ctrl+a BackSpace
     quiet_for 1
     keys Escape Tab
-    eval "$(timeout 20 xdotool getwindowgeometry --shell "$window" | grep -E '^(X|Y|WIDTH)=')"
-    for x in 60 300 480; do
-        for y in "$header_offset" "$header_offset"; do
-            timeout 20 xdotool mousemove $((X + x)) $((Y + y)) click 1
+    # Date, source, source port: descending and ascending. Places within the window.
+    for x in 60 500 900; do
+        for _ in 1 2; do
+            timeout 20 xdotool mousemove --window "$window" "$x" 77 click 1
             quiet_for 1
         done
     done
@@ -42,7 +42,6 @@ use_table() {
 
 measure_viewer() {
     local i
-    header_offset=110
     million_store
     start_daemon --store "$store"
     viewer_display

@@ -44,7 +44,6 @@ VDXLogsWindowController::VDXLogsWindowController(AppContext& context) : context_
 
 VDXLogsWindowController::~VDXLogsWindowController() {
     if (window_) {
-        context_.helper->setConnectionObserver({});
         window_->removeEventFilter(this);
     }
 }
@@ -220,7 +219,7 @@ void VDXLogsWindowController::connectControls() {
         showState();
     });
     statusTimer_.start(kStatusIntervalMs);
-    context_.helper->setConnectionObserver([this](bool) {
+    connectionObserver_ = context_.helper->observeConnection([this](bool) {
         poll_->connectionChanged();
         showState();
     });

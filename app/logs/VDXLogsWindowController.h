@@ -78,6 +78,7 @@ class VDXLogsWindowController final : public QObject,
     QTimer stateTimer_;   ///< gathers changes of the view into one change of the status bar
     QTimer mistakeTimer_; ///< a mistake is shown when the user pauses
     std::shared_ptr<DaemonStatusPoll> poll_;
+    std::shared_ptr<const BrindleHelper::ConnectionObserver> connectionObserver_;
     std::uint64_t liveRate_ = 0;
     bool pickersTouched_ = false;
     bool closed_ = false;

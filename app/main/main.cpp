@@ -23,6 +23,7 @@
 #include "core/exclusions/StoredExclusions.h"
 #include "core/geo/NationsDatabase.h"
 #include "core/geo/VDXNationInfo.h"
+#include "core/log/Reconnection.h"
 #include "platform/broadcast/BroadcastCenter.h"
 #include "platform/connection/UnixSocket.h"
 #include "platform/defaults/DefaultsFile.h"
@@ -80,6 +81,14 @@ std::string nationsPath() {
     return path.empty() ? kNationsDatabasePath : path;
 }
 
+void reloadLists(const ViewControllers& views) {
+    for (const char* name : {"passin", "passout", "blockin", "blockout"}) {
+        if (const auto list = views.find(name); list && list->list) {
+            list->list->reloadTallies();
+        }
+    }
+}
+
 /// Shows the open views what a changed exclusion list lets through.
 void refreshViews(const ViewControllers& views) {
     if (const auto editor = views.find("exclusions"); editor && editor->exclusions) {
@@ -88,11 +97,20 @@ void refreshViews(const ViewControllers& views) {
     if (const auto logs = views.find("logs"); logs && logs->logs && logs->needrealtime) {
         logs->logs->queryLogs(LogsMode::live, {}, {}, logs->logs->rowCount());
     }
-    for (const char* name : {"passin", "passout", "blockin", "blockout"}) {
-        if (const auto list = views.find(name); list && list->list) {
-            list->list->reloadTallies();
-        }
+    reloadLists(views);
+}
+
+/// The daemon is back: live views go on, with what was logged meanwhile. A period stays as it is.
+void showWhatWasMissed(const ViewControllers& views, BrindleHelper& helper) {
+    const auto logs = views.find("logs");
+    if (logs && logs->logs && logs->needrealtime) {
+        const std::int64_t rows = logs->logs->rowCount();
+        logs->logs->queryLogs(LogsMode::live, {}, {},
+                              rows > 0 ? std::optional(rows) : std::nullopt);
+    } else {
+        helper.liveFeedSwitch();
     }
+    reloadLists(views);
 }
 
 } // namespace
@@ -155,6 +173,15 @@ int main(int argc, char** argv) {
     context.helper = BrindleHelper::create(
         BrindleHelper::socketFactory(platform::daemonSocketPath()), queues.main, viewControllers,
         std::make_unique<LiveFeed>(queues, viewControllers, exclusions), writeConsoleLine);
+
+    const Reconnection reconnection(
+        *context.helper, *timers,
+        {.daemonAnswers =
+             [] { return platform::connectUnix(platform::daemonSocketPath()).has_value(); },
+         .showWhatWasMissed =
+             [&viewControllers, helper = context.helper.get()] {
+                 showWhatWasMissed(viewControllers, *helper);
+             }});
 
     context.tallies = {.queues = queues,
                        .helper = context.helper,

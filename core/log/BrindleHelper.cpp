@@ -46,8 +46,8 @@ std::shared_ptr<TallydConnection> BrindleHelper::daemonConnection() {
     currentHelperConnection_ = connection;
     connection->resume();
     main_->async([weakHelper = weak_from_this()] {
-        if (const auto helper = weakHelper.lock(); helper && helper->observer_)
-            helper->observer_(helper->standingConnection() != nullptr);
+        if (const auto helper = weakHelper.lock(); helper)
+            helper->tellObservers(helper->standingConnection() != nullptr);
     });
     return connection;
 }
@@ -65,8 +65,8 @@ void BrindleHelper::connectionBecameInvalid(const std::weak_ptr<TallydConnection
             if (helper->currentHelperConnection_ == connection.lock())
                 gone = std::exchange(helper->currentHelperConnection_, nullptr);
         }
-        if (gone && helper->observer_)
-            helper->observer_(false);
+        if (gone)
+            helper->tellObservers(false);
     });
 }
 
@@ -75,8 +75,18 @@ std::shared_ptr<TallydConnection> BrindleHelper::standingConnection() const {
     return currentHelperConnection_;
 }
 
-void BrindleHelper::setConnectionObserver(std::function<void(bool)> observer) {
-    observer_ = std::move(observer);
+std::shared_ptr<const BrindleHelper::ConnectionObserver>
+BrindleHelper::observeConnection(ConnectionObserver observer) {
+    auto kept = std::make_shared<const ConnectionObserver>(std::move(observer));
+    observers_.push_back(kept);
+    return kept;
+}
+
+void BrindleHelper::tellObservers(bool connected) {
+    std::erase_if(observers_, [](const auto& observer) { return observer.expired(); });
+    for (const auto& weak : std::vector(observers_)) // one may make others
+        if (const auto observer = weak.lock())
+            (*observer)(connected);
 }
 
 std::shared_ptr<RunningQuery> BrindleHelper::queryLogs(double from, double to, RecordReply reply,

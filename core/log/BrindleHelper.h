@@ -44,8 +44,11 @@ class BrindleHelper final : public TallydAgentProtocol,
     std::shared_ptr<TallydConnection> daemonConnection();
     /// The connection that stands, if any: never makes one.
     std::shared_ptr<TallydConnection> standingConnection() const;
-    /// Called on the main thread each time a connection was made or has gone.
-    void setConnectionObserver(std::function<void(bool connected)> observer);
+    using ConnectionObserver = std::function<void(bool connected)>;
+    /// Calls `observer` on the main thread each time a connection was made or has gone, for as long
+    /// as what is returned is kept.
+    [[nodiscard]] std::shared_ptr<const ConnectionObserver>
+    observeConnection(ConnectionObserver observer);
 
     /// A log query (message 2). Errors are written as "Brindle XPC Error: …". `reply` runs on the
     /// delivery thread, and `failed` after the line was written. Null when no connection can be
@@ -66,6 +69,7 @@ class BrindleHelper final : public TallydAgentProtocol,
   private:
     BrindleHelper(ConnectionFactory factory, std::shared_ptr<platform::DispatchQueue> main,
                   ViewControllers& views, std::unique_ptr<LiveFeed> feed, Console console);
+    void tellObservers(bool connected);
     void connectionBecameInvalid(const std::weak_ptr<TallydConnection>& connection);
 
     const ConnectionFactory factory_;
@@ -73,7 +77,7 @@ class BrindleHelper final : public TallydAgentProtocol,
     ViewControllers& views_;
     const std::unique_ptr<LiveFeed> feed_;
     const Console console_;
-    std::function<void(bool)> observer_;
+    std::vector<std::weak_ptr<const ConnectionObserver>> observers_; ///< main thread
 
     mutable std::mutex mutex_;
     std::shared_ptr<TallydConnection> currentHelperConnection_; ///< guarded by mutex_

@@ -209,12 +209,16 @@ TEST_F(BrindleHelperTest, LateEndOfAnOldConnectionLeavesTheNewOneAlone) {
 
 TEST_F(BrindleHelperTest, ObserverHearsOfMakingAndLosingTheConnection) {
     std::vector<bool> heard;
-    helper->setConnectionObserver([&](bool connected) { heard.push_back(connected); });
+    auto kept = helper->observeConnection([&](bool connected) { heard.push_back(connected); });
     helper->daemonConnection();
     main->run();
     connections[0]->breakOff("gone");
     main->run();
     EXPECT_EQ(heard, (std::vector<bool>{true, false}));
+    kept.reset();
+    helper->daemonConnection();
+    main->run();
+    EXPECT_EQ(heard.size(), 2u);
 }
 
 TEST_F(BrindleHelperTest, BrokenQueryWritesOneLineAndTellsItsCaller) {

@@ -24,6 +24,7 @@
 #include "core/geo/NationsDatabase.h"
 #include "core/geo/VDXNationInfo.h"
 #include "core/log/Reconnection.h"
+#include "core/log/ViewRefresh.h"
 #include "platform/broadcast/BroadcastCenter.h"
 #include "platform/connection/UnixSocket.h"
 #include "platform/defaults/DefaultsFile.h"
@@ -79,38 +80,6 @@ struct Nations {
 std::string nationsPath() {
     const std::string path = environment("BRINDLE_NATIONS_DB");
     return path.empty() ? kNationsDatabasePath : path;
-}
-
-void reloadLists(const ViewControllers& views) {
-    for (const char* name : {"passin", "passout", "blockin", "blockout"}) {
-        if (const auto list = views.find(name); list && list->list) {
-            list->list->reloadTallies();
-        }
-    }
-}
-
-/// Shows the open views what a changed exclusion list lets through.
-void refreshViews(const ViewControllers& views) {
-    if (const auto editor = views.find("exclusions"); editor && editor->exclusions) {
-        editor->exclusions->reloadExclusions();
-    }
-    if (const auto logs = views.find("logs"); logs && logs->logs && logs->needrealtime) {
-        logs->logs->queryLogs(LogsMode::live, {}, {}, logs->logs->rowCount());
-    }
-    reloadLists(views);
-}
-
-/// The daemon is back: live views go on, with what was logged meanwhile. A period stays as it is.
-void showWhatWasMissed(const ViewControllers& views, BrindleHelper& helper) {
-    const auto logs = views.find("logs");
-    if (logs && logs->logs && logs->needrealtime) {
-        const std::int64_t rows = logs->logs->rowCount();
-        logs->logs->queryLogs(LogsMode::live, {}, {},
-                              rows > 0 ? std::optional(rows) : std::nullopt);
-    } else {
-        helper.liveFeedSwitch();
-    }
-    reloadLists(views);
 }
 
 } // namespace

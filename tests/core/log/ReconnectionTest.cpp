@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/log/Reconnection.h"
 
+#include "core/log/ViewRefresh.h"
+
 #include "tests/app/support/FakeDaemon.h"
 #include "tests/core/support/FakeNames.h"
 #include "tests/core/support/ManualQueue.h"
@@ -8,7 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace brindle {
 namespace {
@@ -101,6 +106,49 @@ TEST_F(ReconnectionTest, ConnectionsThatDoNotLastAreTriedLessAndLess) {
     looksWithin(11);
     breakOff();
     EXPECT_EQ(looksWithin(2), 1);
+}
+
+struct ShownLogs final : LogsView {
+    void queryLogs(LogsMode mode, std::optional<double>, std::optional<double>,
+                   std::optional<std::int64_t> limit) override {
+        fills.emplace_back(mode, limit);
+    }
+    void selectLogMode(int) override {}
+    void addLiveRecord(const RecordDictionary&) override {}
+    std::int64_t rowCount() const override { return rows; }
+
+    std::int64_t rows = 0;
+    std::vector<std::pair<LogsMode, std::optional<std::int64_t>>> fills;
+};
+
+struct ShownList final : ListView {
+    void countLiveRecord(const LiveRecordDictionary&) override {}
+    void reloadTallies() override { ++reloads; }
+    int reloads = 0;
+};
+
+TEST_F(ReconnectionTest, LiveViewsGoOnWithWhatWasLoggedMeanwhileAndAPeriodStays) {
+    ShownLogs logs;
+    ShownList list;
+    const auto logsEntry = std::make_shared<ViewEntry>(&logs);
+    const auto listEntry = std::make_shared<ViewEntry>(&list);
+    views.set("logs", logsEntry);
+    views.set("blockin", listEntry);
+    listEntry->needrealtime = true;
+
+    showWhatWasMissed(views, *helper);
+    EXPECT_TRUE(logs.fills.empty()) << "a period";
+    EXPECT_EQ(list.reloads, 1);
+    EXPECT_EQ(daemon.messages, std::vector<std::string>{"startSendingLog"});
+
+    // As many rows as there were; none is not "all of them".
+    logsEntry->needrealtime = true;
+    showWhatWasMissed(views, *helper);
+    logs.rows = 130;
+    showWhatWasMissed(views, *helper);
+    ASSERT_EQ(logs.fills.size(), 2u);
+    EXPECT_EQ(logs.fills[0], std::pair(LogsMode::live, std::optional<std::int64_t>()));
+    EXPECT_EQ(logs.fills[1], std::pair(LogsMode::live, std::optional<std::int64_t>(130)));
 }
 
 } // namespace

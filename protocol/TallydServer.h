@@ -62,14 +62,21 @@ struct PeerAccess {
     bool mayManage = false;    ///< purge, and the ports arrays
     std::string refusal;       ///< one line, when mayRead is false
     std::string manageRefusal; ///< one line, when mayManage is false
+    std::uint32_t user = 0;    ///< whose connection it is: each user has a share of them
 };
 
 struct ServerLimits {
-    std::size_t connections = 256;
+    std::size_t connections = 512;
+    std::size_t connectionsPerUser = 256; ///< one more is told so, as far as there is room
+    std::size_t requestsPerConnection =
+        64; ///< under way at once, queries included; more are refused
     std::size_t queriesPerConnection = 16; ///< running at once; one more is refused
+    std::size_t messageBytes = 1 << 20;    ///< of a request; a larger one ends the connection
     std::size_t liveQueueRecords = 65536; ///< kept for a slow live client, then the newest are lost
     std::size_t liveMessagesInFlight = 1024; ///< sent and not yet taken by the client
     std::size_t workers = 4;                 ///< threads that ask the service
+
+    friend bool operator==(const ServerLimits&, const ServerLimits&) = default;
 };
 
 class TallydServer {

@@ -16,9 +16,6 @@ namespace brindle::server {
 
 namespace {
 
-/// So many requests of one client run at once, log queries included.
-constexpr std::size_t kRequestsPerConnection = 64;
-
 struct Nothing {};
 
 /// A reply of counts, encoded on a worker.
@@ -80,7 +77,7 @@ kj::Maybe<kj::Exception> HelperServer::refusal(Right right) const {
         return failure(access.refusal);
     if (right == Right::manage && !access.mayManage)
         return failure(access.manageRefusal);
-    if (peer_->requests >= kRequestsPerConnection)
+    if (peer_->requests >= peer_->context.limits.requestsPerConnection)
         return failure("too many requests at once on this connection");
     return nullptr;
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <utility>
 
 #include <capnp/rpc-twoparty.h>
@@ -22,18 +23,16 @@ namespace {
 using server::Peer;
 using server::ServerContext;
 
-/// Requests are small; only the ports arrays may take some room.
-constexpr std::uint64_t kRequestWords = (1 << 20) / sizeof(capnp::word);
-/// The requests under way of one client, all together.
-constexpr std::size_t kRequestsWords = 4 * kRequestWords;
+/// The requests under way of one client take the room of so many of the largest, all together.
+constexpr std::size_t kLargestRequests = 4;
 /// A client that leaves so much unread is not listened to until it reads.
 constexpr std::size_t kUnreadBytes = 8 << 20;
 /// All that a refused client may say: enough to be told why.
 constexpr std::uint64_t kRefusedPeerBytes = 64 * 1024;
 
-capnp::ReaderOptions requestLimits() {
+capnp::ReaderOptions requestLimits(const ServerLimits& limits) {
     capnp::ReaderOptions options;
-    options.traversalLimitInWords = kRequestWords;
+    options.traversalLimitInWords = limits.messageBytes / sizeof(capnp::word);
     return options;
 }
 
@@ -42,11 +41,11 @@ class Connection {
   public:
     Connection(kj::Own<kj::AsyncIoStream> socket, ServerContext& context, PeerAccess access)
         : stream_(kj::mv(socket)),
-          network_(stream_, capnp::rpc::twoparty::Side::SERVER, requestLimits()),
+          network_(stream_, capnp::rpc::twoparty::Side::SERVER, requestLimits(context.limits)),
           peer_(kj::refcounted<Peer>(context, std::move(access))),
           rpc_(capnp::makeRpcServer(network_,
                                     kj::heap<server::BootstrapServer>(kj::addRef(*peer_)))) {
-        rpc_.setFlowLimit(kRequestsWords);
+        rpc_.setFlowLimit(kLargestRequests * context.limits.messageBytes / sizeof(capnp::word));
         stream_.setReadGate([this] { return network_.getCurrentQueueSize() < kUnreadBytes; });
         if (!peer_->access.mayRead)
             stream_.setReadLimit(kRefusedPeerBytes);
@@ -61,6 +60,8 @@ class Connection {
 
     Peer& peer() { return *peer_; }
     bool isRefused() const { return !peer_->access.mayRead; }
+    /// Takes one of its user's share.
+    bool isOf(std::uint32_t user) const { return !isRefused() && peer_->access.user == user; }
 
     /// `ended` runs once, in a promise callback, when the client is gone or talks nonsense.
     void watch(kj::Function<void()> ended) {
@@ -113,20 +114,35 @@ class Server final : public TallydServer {
     }
 
   private:
+    template <typename Which>
+    std::size_t countOf(Which which) const {
+        return static_cast<std::size_t>(
+            std::count_if(connections_.begin(), connections_.end(),
+                          [&](const auto& entry) { return which(*entry.second); }));
+    }
+
+    /// One user's clients never keep those of the others out: what is beyond a share is refused.
+    void refuseBeyondShare(PeerAccess& access) const {
+        const std::size_t theirs =
+            countOf([&](const Connection& connection) { return connection.isOf(access.user); });
+        if (!access.mayRead || theirs < context_.limits.connectionsPerUser)
+            return;
+        access.mayRead = access.mayManage = false;
+        access.refusal = "this user has " + std::to_string(theirs) + " connections already";
+    }
+
     /// A refused client is told so, but clients that are refused never keep the others out.
     bool hasRoomFor(const PeerAccess& access) const {
         if (connections_.size() >= context_.limits.connections)
             return false;
         if (access.mayRead)
             return true;
-        const auto refused =
-            std::count_if(connections_.begin(), connections_.end(),
-                          [](const auto& entry) { return entry.second->isRefused(); });
-        return static_cast<std::size_t>(refused) <
+        return countOf([](const Connection& connection) { return connection.isRefused(); }) <
                std::max<std::size_t>(context_.limits.connections / 8, 1);
     }
 
     void admit(kj::AutoCloseFd socket, PeerAccess access) {
+        refuseBeyondShare(access);
         if (closing_ || !hasRoomFor(access))
             return;
         const std::uint64_t id = nextId_++;

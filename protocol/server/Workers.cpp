@@ -10,6 +10,13 @@ Workers::Workers(std::size_t count, wire::LoopThread& loop) : loop_(loop) {
         threads_.emplace_back([this] { run(); });
 }
 
+bool Workers::isFull() {
+    // Clients that ask and go leave their questions behind until a worker comes by.
+    constexpr std::size_t kMostWaiting = 65536;
+    std::lock_guard lock(mutex_);
+    return jobs_.size() >= kMostWaiting;
+}
+
 void Workers::submit(Job job) {
     {
         std::lock_guard lock(mutex_);

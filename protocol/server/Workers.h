@@ -8,10 +8,12 @@
 #include "protocol/server/Failure.h"
 #include "protocol/wire/LoopThread.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -34,16 +36,22 @@ class Workers {
     Workers& operator=(const Workers&) = delete;
 
     /// Runs `work` on a worker. `work` returns a tl::expected with a text as error, which the
-    /// promise fails with; so it does when the work throws. Dropping the promise lets the work run,
-    /// its answer goes unheard.
+    /// promise fails with; so it does when the work throws, and when too much waits already.
+    /// Dropping the promise lets work that has begun run, its answer goes unheard; work that has
+    /// not is left undone.
     template <typename Work>
     auto ask(Work work) -> kj::Promise<kj::Own<typename decltype(work())::value_type>> {
         using Answer = decltype(work());
         using Value = typename Answer::value_type;
         auto waiting = kj::newPromiseAndFulfiller<kj::Own<Value>>();
+        if (isFull())
+            return failure("tallyd has too many requests to answer");
+        auto isWanted = std::make_shared<std::atomic<bool>>(true);
         // The fulfiller belongs to the loop: it travels with the job and back, never used here.
-        submit([this, work = std::move(work), fulfiller = kj::mv(waiting.fulfiller)]() mutable {
-            Answer answer = guarded<Answer>(work);
+        submit([this, isWanted, work = std::move(work),
+                fulfiller = kj::mv(waiting.fulfiller)]() mutable {
+            Answer answer = *isWanted ? guarded<Answer>(work)
+                                      : Answer(tl::unexpected(std::string("is not wanted")));
             loop_.post([answer = std::move(answer), fulfiller = kj::mv(fulfiller)]() mutable {
                 if (answer)
                     fulfiller->fulfill(kj::heap<Value>(std::move(*answer)));
@@ -51,7 +59,7 @@ class Workers {
                     fulfiller->reject(failure(answer.error()));
             });
         });
-        return kj::mv(waiting.promise);
+        return waiting.promise.attach(kj::defer([isWanted] { *isWanted = false; }));
     }
 
     /// Ends the threads once each has finished its current job; the other jobs are handed to the
@@ -68,6 +76,7 @@ class Workers {
         }
     }
 
+    bool isFull();
     void submit(Job job);
     void run();
 

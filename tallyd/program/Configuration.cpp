@@ -161,7 +161,34 @@ std::vector<ActionPattern> readActions(const toml::value& value) {
     return patterns;
 }
 
-void readLimits(const toml::value& value, IntakeLimits& limits) {
+/// The keys of [limits] that are about clients. The least lets one viewer and a terminal work, the
+/// most is what a daemon still carries.
+struct ClientLimit {
+    std::string_view key;
+    std::size_t ServerLimits::*field;
+    Range range;
+    std::size_t unit = 1;
+};
+constexpr ClientLimit kClientLimits[] = {
+    {"connections", &ServerLimits::connections, {8, 4096}},
+    {"connections_per_user", &ServerLimits::connectionsPerUser, {4, 4096}},
+    {"requests_per_connection", &ServerLimits::requestsPerConnection, {16, 4096}},
+    {"queries_per_connection", &ServerLimits::queriesPerConnection, {4, 256}},
+    {"message_kilobytes", &ServerLimits::messageBytes, {64, 65536}, 1024},
+    {"live_queue_records", &ServerLimits::liveQueueRecords, {1024, 16'777'216}},
+    {"workers", &ServerLimits::workers, {1, 64}},
+};
+
+const ClientLimit* clientLimit(std::string_view key) {
+    for (const ClientLimit& limit : kClientLimits)
+        if (limit.key == key)
+            return &limit;
+    return nullptr;
+}
+
+void readLimits(const toml::value& value, IntakeLimits& limits, ServerLimits& clients) {
+    // A batch that waits longer looks to the watchdog as if nothing went on.
+    constexpr Range kBatchMilliseconds{.most = 10'000};
     if (!value.is_table())
         throw Mistake{value.location().line(), "\"limits\" must be a table"};
     for (const auto& [key, entry] : entriesOf(value)) {
@@ -171,7 +198,10 @@ void readLimits(const toml::value& value, IntakeLimits& limits) {
         else if (key == "batch_records")
             limits.batchRecords = static_cast<std::size_t>(numberIn({}, limit, key));
         else if (key == "batch_milliseconds")
-            limits.batchAge = std::chrono::milliseconds(numberIn({}, limit, key));
+            limits.batchAge = std::chrono::milliseconds(numberIn(kBatchMilliseconds, limit, key));
+        else if (const ClientLimit* const known = clientLimit(key))
+            clients.*known->field =
+                static_cast<std::size_t>(numberIn(known->range, limit, key)) * known->unit;
         else
             throw Mistake{limit.location().line(), fmt::format("unknown key \"limits.{}\"", key)};
     }
@@ -209,7 +239,7 @@ Configuration fromTable(const toml::value& file) {
         else if (key == "actions")
             configuration.actions = readActions(value);
         else if (key == "limits")
-            readLimits(value, configuration.limits);
+            readLimits(value, configuration.limits, configuration.clients);
         else if (key == "retention")
             readRetention(value, configuration.limits.retention);
         else

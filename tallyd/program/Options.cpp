@@ -55,6 +55,7 @@ tl::expected<ServeOptions, std::string> serveOptions(const ServeRequest& request
         return tl::unexpected(sound.error());
     options.actions = file.actions;
     options.limits = file.limits;
+    options.clients = file.clients;
     options.request = request;
     return options;
 }

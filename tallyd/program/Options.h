@@ -4,6 +4,7 @@
 // it. Parsed once by main, before any thread.
 #pragma once
 
+#include "protocol/TallydServer.h"
 #include "tallyd/sources/actions/ActionPatterns.h"
 #include "tallyd/store/Intake.h"
 
@@ -29,6 +30,7 @@ struct Configuration {
     std::optional<std::vector<std::string>> sources; ///< "nflog:5" …: parseSourceSpec takes each
     std::vector<ActionPattern> actions; ///< what a log prefix means, before what is built in
     IntakeLimits limits;
+    ServerLimits clients;
 };
 
 /// Errors are one line naming the file, and the line where there is one: the first mistake. An
@@ -48,6 +50,7 @@ struct ServeOptions {
     std::vector<std::string> sources;
     std::vector<ActionPattern> actions; ///< see Configuration
     IntakeLimits limits;
+    ServerLimits clients;
     ServeRequest request; ///< what the above was made from
 };
 

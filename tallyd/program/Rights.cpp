@@ -6,10 +6,12 @@
 #include "tallyd/program/ServiceManager.h"
 #include "tallyd/store/StoreFiles.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +64,20 @@ tl::expected<void, std::string> giveUpRights(const ServeOptions& options) {
     if (const auto restricted = restrictSystemCalls(); !restricted)
         spdlog::warn("{}", restricted.error());
     return checkFolder(options.store, *account);
+}
+
+void makeRoomForDescriptors(std::size_t connections) {
+    // The store's files, sources with theirs, and what libraries open.
+    constexpr rlim_t kOthers = 256;
+    const rlim_t needed = connections + kOthers;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= needed)
+        return;
+    limit.rlim_cur = std::min(needed, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < needed)
+        spdlog::warn("the system allows {} descriptors: not enough for {} connections",
+                     limit.rlim_cur, connections);
 }
 
 tl::expected<void, std::string> DoorSocket::open(const std::string& path) {

@@ -7,6 +7,7 @@
 #include "platform/connection/UnixSocket.h"
 #include "tallyd/program/Options.h"
 
+#include <cstddef>
 #include <string>
 
 #include <sys/types.h>
@@ -18,6 +19,10 @@ namespace brindle::tallyd {
 /// system calls it needs. Stays what it is without such an account, which it says, when it was
 /// started otherwise, or when it is that user already. Error: one line; the process must end.
 tl::expected<void, std::string> giveUpRights(const ServeOptions& options);
+
+/// Each connection is a descriptor: asks the system for as many and what the daemon needs besides.
+/// Where it has fewer, which is a line in the log, later clients wait.
+void makeRoomForDescriptors(std::size_t connections);
 
 /// The socket that requests come in by: the service manager's, or one of our own, whose file goes
 /// with this object.

@@ -105,7 +105,8 @@ void reload(ServeOptions& options, SourceSet& sources) {
     };
     takesEffectLater("\"store\"", wanted->store != options.store);
     takesEffectLater("\"socket\"", wanted->socket != options.socket);
-    takesEffectLater("\"limits\"", !sameLimits(wanted->limits, options.limits));
+    takesEffectLater("\"limits\"", !sameLimits(wanted->limits, options.limits) ||
+                                       !(wanted->clients == options.clients));
     if (!later.empty())
         spdlog::warn("reload: {} changed: taken at the next start", later);
     if (wanted->actions != options.actions && changes->added < wanted->sources.size())
@@ -135,6 +136,7 @@ int serve(ServeOptions options) {
     SourceSet prepared;
     if (const auto made = prepared.prepare(options.sources, ActionPatterns(options.actions)); !made)
         return fail(made.error());
+    makeRoomForDescriptors(options.clients.connections);
     DoorSocket door;
     auto opened = door.open(options.socket);
     if (const auto given = giveUpRights(options); !given)
@@ -171,7 +173,7 @@ int serve(ServeOptions options) {
         .intakeStatus = [&intake] { return intake.status(); },
     };
     TallydService service(**reader, hooks, programVersion());
-    const auto server = makeTallydServer(service);
+    const auto server = makeTallydServer(service, options.clients);
     liveServer = server.get();
 
     auto listener = Listener::adopt(door.release(), *server);

@@ -14,8 +14,11 @@ PeerAccess PeerPolicy::access(const platform::PeerCredentials& peer,
     const bool member = readersGroup && (peer.gid == *readersGroup ||
                                          std::find(peer.groups.begin(), peer.groups.end(),
                                                    *readersGroup) != peer.groups.end());
-    PeerAccess access{
-        .mayRead = manages || member, .mayManage = manages, .refusal = {}, .manageRefusal = {}};
+    PeerAccess access{.mayRead = manages || member,
+                      .mayManage = manages,
+                      .refusal = {},
+                      .manageRefusal = {},
+                      .user = peer.uid};
     if (!access.mayRead && !readersGroup)
         access.refusal = fmt::format(
             "user {} is not allowed to read the log: there is no group {} on this machine", who,

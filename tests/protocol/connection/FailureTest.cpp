@@ -221,3 +221,56 @@ TEST_F(Failures, refusedPeersAreCutOffAndKeepNobodyOut) {
     ::close(ours);
     ::close(secondOurs);
 }
+
+TEST_F(Failures, oneUsersClientsLeaveRoomForThoseOfOthers) {
+    ServerLimits limits;
+    limits.connections = 16;
+    limits.connectionsPerUser = 3;
+    const auto server = makeTallydServer(service, limits);
+    const auto as = [](std::uint32_t user) {
+        PeerAccess access = fullAccess();
+        access.user = user;
+        return access;
+    };
+    const auto errorsOf = [](Client& client) {
+        client.synchronous()->getVersionWithReply([](auto) {});
+        return client.errors.now();
+    };
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.push_back(std::make_unique<Client>(*server, as(1000)));
+        EXPECT_EQ(errorsOf(*clients.back()), Texts{});
+    }
+    Client beyond(*server, as(1000));
+    EXPECT_EQ(errorsOf(beyond), (Texts{"the daemon refused: this user has 3 connections already"}));
+    Client other(*server, as(1001));
+    EXPECT_EQ(errorsOf(other), Texts{});
+    // One that leaves makes room, as soon as the daemon has seen it.
+    clients.pop_back();
+    Texts errors{"not yet"};
+    for (int i = 0; i < 1000 && !errors.empty(); ++i) {
+        Client again(*server, as(1000));
+        errors = errorsOf(again);
+    }
+    EXPECT_EQ(errors, Texts{});
+}
+
+TEST_F(Failures, requestsBeyondTheLimitsOfOneClientAreRefused) {
+    holdVersion();
+    ServerLimits limits;
+    limits.requestsPerConnection = 5;
+    limits.messageBytes = 65536;
+    const auto server = makeTallydServer(service, limits);
+    Client client(*server);
+    Inbox<std::string> versions;
+    for (int i = 0; i < 6; ++i)
+        client.proxy()->getVersionWithReply([&](std::string text) { versions.put(text); });
+    EXPECT_EQ(client.errors.waitFor(1),
+              (Texts{"the daemon refused: too many requests at once on this connection"}));
+    answer.open();
+    EXPECT_EQ(versions.waitFor(5).size(), 5u);
+    // A request of a word more than may come; the one before it is as large as may be.
+    for (const std::size_t bytes : {60000, 65536})
+        client.proxy()->getOBJcontWithEpoch(0, "pass", "in", std::string(bytes, 'x'), [](auto) {});
+    EXPECT_EQ(client.errors.waitFor(2).at(1), kClosed);
+}

@@ -74,20 +74,36 @@ TEST_F(OptionsTest, TheCommandLineGoesBeforeTheConfigurationFile) {
     EXPECT_THAT(both.sources, ElementsAre("replay:/c", "replay:/d"));
 }
 
-TEST_F(OptionsTest, WhatIsKeptAndWhatPrefixesMeanAreTakenFromTheFile) {
+TEST_F(OptionsTest, LimitsAndWhatPrefixesMeanAreTakenFromTheFile) {
     const char* file = configured("store = \"s\"\n"
                                   "[actions]\n"
                                   "passed = [\"drop test \", \"audit\"]\n"
                                   "blocked = [\"Quarantine\"]\n"
                                   "[retention]\n"
                                   "days = 30\n"
-                                  "megabytes = 64\n");
+                                  "megabytes = 64\n"
+                                  "[limits]\n"
+                                  "connections = 100\n"
+                                  "connections_per_user = 50\n"
+                                  "requests_per_connection = 40\n"
+                                  "queries_per_connection = 8\n"
+                                  "message_kilobytes = 128\n"
+                                  "live_queue_records = 2000\n"
+                                  "workers = 2\n");
     const auto options = std::get<ServeOptions>(parse({"serve", "--config", file}));
     const std::vector<ActionPattern> expected{
         {"drop test", Action::pass}, {"audit", Action::pass}, {"Quarantine", Action::block}};
     EXPECT_EQ(options.actions, expected);
     EXPECT_EQ(options.limits.retention.age, std::chrono::hours(30 * 24));
     EXPECT_EQ(options.limits.retention.bytes, 64'000'000u);
+    const ServerLimits clients{.connections = 100,
+                               .connectionsPerUser = 50,
+                               .requestsPerConnection = 40,
+                               .queriesPerConnection = 8,
+                               .messageBytes = 131072,
+                               .liveQueueRecords = 2000,
+                               .workers = 2};
+    EXPECT_EQ(options.clients, clients);
 
     // The list that stands first is looked through first.
     const char* turned = configured("store = \"s\"\n"
@@ -108,6 +124,12 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         {"\nsources = \"replay:/a\"\n", ":2: \"sources\" must be a list of texts"},
         {"[limits]\nbatch_records = 0\n", ":2: \"batch_records\" must be positive"},
         {"[limits]\nspeed = 1\n", ":2: unknown key \"limits.speed\""},
+        {"[limits]\n\nconnections = 7\n", ":3: \"connections\" must be 8 or more"},
+        {"[limits]\nconnections = 4097\n", ":2: \"connections\" must be 4096 or less"},
+        {"[limits]\nmessage_kilobytes = 1.5\n", ":2: \"message_kilobytes\" must be a whole number"},
+        {"[limits]\nworkers = 0\n", ":2: \"workers\" must be positive"},
+        {"[limits]\nbatch_milliseconds = 60000\n",
+         ":2: \"batch_milliseconds\" must be 10000 or less"},
         {"[retention]\ndays = 0\n", ":2: \"days\" must be positive"},
         {"[retention]\n\ndays = \"90\"\n", ":3: \"days\" must be a whole number"},
         {"[retention]\ndays = 1\nmegabytes = 63\n", ":3: \"megabytes\" must be 64 or more"},

@@ -8,12 +8,18 @@ make_lists_store() {
     "$bin/tallyd" import --store "$1" "$capture" >&2
 }
 
+# counted FIELD: how many rows there are of it.
+counted() {
+    "$bin/tallyctl" count --epoch 0 --action block --direction in --obj "$1" --format csv | tail -n +2 | wc -l
+}
+
 measure_lists() {
-    local i rows before after list
+    local i rows ports before after list
     store="$inputs/lists-$((million * 2)).sqlite"
     made "$store" make_lists_store "$store"
     start_daemon --store "$store"
-    rows=$(($("$bin/tallyctl" count --epoch 0 --action block --direction in --obj SRCIP --format csv | wc -l) - 1))
+    rows="$(counted SRCIP)"
+    ports="$(counted DSTPORT)"
     viewer_display
     for i in $(seq "$runs"); do
         start_viewer "lists$i"
@@ -27,13 +33,13 @@ measure_lists() {
         keys ctrl+3
         quiet_for 3
         after="$(resident_kb "$viewer")"
-        echo $(((after - before) * 1024 / rows)) >>"$work/row-bytes"
+        echo $(((after - before) * 1024 / (rows + ports))) >>"$work/row-bytes"
         keys ctrl+3
         quiet_for 2
         quit_viewer
         longest_hold >>"$work/hold"
     done
-    result "list window of $rows addresses: longest hold of the main thread, opened and reloaded" \
+    result "list window of $rows addresses and $ports ports: longest hold of the main thread, opened and reloaded" \
         "$(largest hold)" ms "" "" 100
-    result "memory a row of it, all of the window's included" "$(median row-bytes)" bytes "" "" ""
+    result "memory a row of it, its $ports ports and all else of the window included" "$(median row-bytes)" bytes "" "" ""
 }

@@ -21,12 +21,13 @@ prepare_programs() {
         return
     fi
     configure release
-    # Looked for again: it may have come since.
-    cmake -U 'maxminddb_*' build/release >/dev/null
-    cmake --build build/release --target "$@"
-    if ninja -C build/release -t targets all | grep -q '^bench_mmdb:'; then
-        cmake --build build/release --target bench_mmdb
+    # Looks again for what was installed since.
+    cmake build/release >/dev/null
+    local mmdb=()
+    if [ -d build/release/bench/mmdb/CMakeFiles/bench_mmdb.dir ]; then
+        mmdb=(bench_mmdb)
     fi
+    cmake --build build/release --target "$@" "${mmdb[@]}"
     bin="$PWD/build/release/bin"
 }
 

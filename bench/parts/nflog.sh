@@ -38,7 +38,7 @@ stack=log:NFLOG,base:BASE,ifi:IFINDEX,store:SQLITE3
 [log]
 group=5
 netlink_socket_buffer_size=8388608
-netlink_socket_buffer_maxsize=8388608
+netlink_socket_buffer_maxsize=16777216
 [store]
 db="$work/ulogd.sqlite"
 table="ulog"

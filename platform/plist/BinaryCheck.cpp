@@ -11,10 +11,15 @@ namespace {
 
 constexpr std::size_t kTrailerBytes = 32;
 
-/// Objects may be referred to any number of times, and the library makes a copy each time.
-constexpr std::uint64_t kMaxValues = 50'000'000;
+// Objects may be referred to any number of times, and the library makes a copy each time: a few
+// bytes could become gigabytes. What a list takes in memory is held against its size. Without
+// copies it is some 130 bytes for each reference of one to four bytes.
+constexpr std::uint64_t kValueMemory = 128;
+constexpr std::uint64_t kMemoryPerByte = 256;
+constexpr std::uint64_t kMemoryOfAnyList = std::uint64_t{16} << 20;
 
 // Kinds of objects: the upper half of the byte that an object starts with.
+constexpr unsigned kData = 0x4;
 constexpr unsigned kAscii = 0x5;
 constexpr unsigned kUtf16 = 0x6;
 constexpr unsigned kArray = 0xA;
@@ -51,6 +56,14 @@ class Objects {
 
         std::uint64_t references() const {
             return kind == kDictionary ? size * 2 : kind == kArray || kind == kSet ? size : 0;
+        }
+        /// What the library takes for it, without what it refers to.
+        std::uint64_t memory() const {
+            constexpr std::uint64_t kEnough = std::uint64_t{1} << 40; // bounds the sums
+            const std::uint64_t bytes = kind == kData || kind == kAscii ? size
+                                        : kind == kUtf16 ? std::min(size, kEnough) * 3
+                                                         : 0;
+            return kValueMemory + std::min(bytes, kEnough);
         }
     };
 
@@ -132,8 +145,9 @@ std::optional<std::string_view> binaryListFault(std::string_view bytes, std::siz
         std::uint64_t index = 0;
         std::uint64_t next = 0; ///< the next of its references to go to
         std::size_t height = 1; ///< containers from here down
-        std::uint64_t values = 1;
+        std::uint64_t memory = kValueMemory;
     };
+    const std::uint64_t mostMemory = kMemoryOfAnyList + bytes.size() * kMemoryPerByte;
     std::unordered_map<std::uint64_t, Container> finished;
     std::vector<Container> path{{.index = objects->root()}};
     while (!path.empty()) {
@@ -146,7 +160,9 @@ std::optional<std::string_view> binaryListFault(std::string_view bytes, std::siz
             path.pop_back();
             if (!path.empty()) {
                 path.back().height = std::max(path.back().height, ended.height + 1);
-                path.back().values += ended.values;
+                path.back().memory += ended.memory;
+                if (path.back().memory > mostMemory)
+                    return "is too large";
             }
             continue;
         }
@@ -159,13 +175,18 @@ std::optional<std::string_view> binaryListFault(std::string_view bytes, std::siz
         }
         if (object->kind == kDictionary && place < object->size && objects->holdsNul(*child))
             return "a key holds a NUL character";
-        if (++container.values > kMaxValues)
+        const bool isContainer = child->references() > 0;
+        const auto known = isContainer ? finished.find(*index) : finished.end();
+        if (!isContainer)
+            container.memory += child->memory();
+        else if (known != finished.end())
+            container.memory += known->second.memory;
+        if (container.memory > mostMemory)
             return "is too large";
-        if (child->references() == 0)
+        if (!isContainer)
             continue;
-        if (const auto known = finished.find(*index); known != finished.end()) {
+        if (known != finished.end()) {
             container.height = std::max(container.height, known->second.height + 1);
-            container.values += known->second.values;
             if (path.size() + known->second.height > maxDepth)
                 return "is nested too deeply";
             continue;

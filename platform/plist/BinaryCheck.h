@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // A look at a binary property list before the library parses it: the library recurses once a level
-// without a limit, copies what is referred to several times, and ends the process at a key with a
-// NUL character in it. Pure; any thread.
+// without a limit, copies what is referred to several times until memory is used up, and ends the
+// process at a key with a NUL character in it. Pure; any thread.
 #pragma once
 
 #include <cstddef>

@@ -109,6 +109,25 @@ TEST(PropertyList, BinaryListsThatWouldEndTheProcessAreErrors) {
                             "a\0b",
                             4);
     const std::string wide("\x62\0a\0\0", 5);
+    // A long text, and an array of it, each referred to a hundred times.
+    std::string hundred = "\xAF\x10\x64";
+    for (int i = 0; i < 100; ++i)
+        hundred += bigEndian(1, 4);
+    std::string hundredTexts = hundred;
+    std::string text = "\x5F\x11" + bigEndian(20'000, 2) + std::string(20'000, 'a');
+    for (std::size_t place = 6; place < hundredTexts.size(); place += 4)
+        hundredTexts[place] = 2;
+    EXPECT_TRUE(parsePropertyList(binaryList({hundredTexts, "\x09", text})));
+    EXPECT_FALSE(parsePropertyList(binaryList({hundred, hundredTexts, text})));
+    // Eight levels of ten references each.
+    std::vector<std::string> tens;
+    for (std::uint64_t i = 1; i <= 8; ++i) {
+        tens.push_back("\xAA");
+        for (int reference = 0; reference < 10; ++reference)
+            tens.back() += bigEndian(i, 4);
+    }
+    tens.push_back("\x09");
+    EXPECT_FALSE(parsePropertyList(binaryList(tens)));
     EXPECT_TRUE(parsePropertyList(chain(100)));
     EXPECT_TRUE(parsePropertyList(binaryList({dictionary, "\x51k", value})));
     for (const std::string& bytes :

@@ -21,6 +21,8 @@ using namespace std::chrono_literals;
 
 /// No message is longer, says the kernel.
 constexpr std::size_t kMessageBytes = 8192;
+/// A thousand years: no machine's, and far from where times in microseconds end.
+constexpr std::int64_t kLongestUptime = std::int64_t{1000} * 366 * 86'400 * 1'000'000;
 constexpr std::size_t kBatchRecords = 1024;
 /// How long it takes at most until a place behind messages without records is stored.
 constexpr auto kQuietTime = 2000ms;
@@ -66,7 +68,8 @@ std::optional<KernelMessage> KernelMessage::parse(std::string_view record) {
     KernelMessage message;
     unsigned priority = 0;
     if (!takeNumber(record, ',', priority) || !takeNumber(record, ',', message.sequence) ||
-        !takeNumber(record, ',', message.uptimeMicros))
+        !takeNumber(record, ',', message.uptimeMicros) || message.uptimeMicros < 0 ||
+        message.uptimeMicros > kLongestUptime)
         return std::nullopt;
     const std::size_t text = record.find(';');
     if (text == record.npos)

@@ -64,8 +64,9 @@ TEST(KernelMessage, RecordsOfTheDeviceAreTakenApart) {
     EXPECT_EQ(plain->text, "x\\y\nz");
     EXPECT_EQ(KernelMessage::parse("4,1,2,-;\\xg0 \\x4\n")->text, "\\xg0 \\x4");
     EXPECT_FALSE(KernelMessage::parse("12,1,2,-;from a program\n")->isOfKernel);
-    for (const char* record : {"", "6", "6,1,2", "6,1,2,-", "6,1,2;", "x,1,2,-;t", "6,1,-;t",
-                               "6,99999999999999999999,2,-;t"})
+    for (const char* record :
+         {"", "6", "6,1,2", "6,1,2,-", "6,1,2;", "x,1,2,-;t", "6,1,-;t",
+          "6,99999999999999999999,2,-;t", "6,1,9223372036854775807,-;t", "6,1,-1,-;t"})
         EXPECT_FALSE(KernelMessage::parse(record)) << record;
 }
 

@@ -83,10 +83,14 @@ class TallydServer {
   public:
     virtual ~TallydServer() = default; ///< closes every connection and joins its threads
 
-    /// Takes a connected stream socket over. Any thread.
+    /// Takes a connected stream socket over. Any thread. Closes it when as many wait already as
+    /// there may be connections.
     virtual void accept(int fd, PeerAccess access) = 0;
     /// Streams records, in order, to every client that asked. Any thread; returns at once.
     virtual void publish(std::shared_ptr<const std::vector<StoredRecord>> records) = 0;
+    /// Whether the thread of the connections has come round since the last call, as it does many
+    /// times a second. One thread, with a second or so between calls.
+    virtual bool goesOn() = 0;
 };
 
 /// `service` outlives the server.

@@ -8,6 +8,7 @@
 #include "protocol/wire/LoopThread.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -96,7 +97,13 @@ class Server final : public TallydServer {
     }
 
     void accept(int fd, PeerAccess access) override {
-        loop_.post([this, socket = kj::AutoCloseFd(fd), access = std::move(access)]() mutable {
+        kj::AutoCloseFd accepted(fd);
+        // The thread may be behind: what it cannot take soon is not kept for it without bounds.
+        if (waiting_ >= context_.limits.connections)
+            return;
+        ++waiting_;
+        loop_.post([this, socket = kj::mv(accepted), access = std::move(access)]() mutable {
+            --waiting_;
             admit(kj::mv(socket), std::move(access));
         });
     }
@@ -111,6 +118,13 @@ class Server final : public TallydServer {
                     context_.liveLost += live.offer(records);
             }
         });
+    }
+
+    bool goesOn() override {
+        if (!cameRound_.exchange(false))
+            return false;
+        loop_.post([this] { cameRound_ = true; });
+        return true;
     }
 
   private:
@@ -155,6 +169,9 @@ class Server final : public TallydServer {
     wire::LoopThread loop_;
     server::Workers workers_;
     ServerContext context_;
+
+    std::atomic<std::size_t> waiting_ = 0; ///< accepted and not yet looked at
+    std::atomic<bool> cameRound_ = true;   ///< since goesOn() asked last
 
     // On the loop thread only.
     std::map<std::uint64_t, std::unique_ptr<Connection>> connections_;

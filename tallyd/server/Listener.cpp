@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -34,6 +35,10 @@ tl::expected<std::pair<FileDescriptor, FileDescriptor>, std::string> makePipe() 
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return tl::unexpected("cannot make a pipe: " + std::generic_category().message(errno));
     return std::pair(FileDescriptor(ends[0]), FileDescriptor(ends[1]));
+}
+
+bool isSameUser(const platform::PeerCredentials& a, const platform::PeerCredentials& b) {
+    return a.uid == b.uid && a.gid == b.gid && a.groups == b.groups;
 }
 
 class SocketListener final : public Listener {
@@ -77,10 +82,20 @@ class SocketListener final : public Listener {
         const auto peer = platform::peerCredentials(connection);
         if (!peer)
             return; // whom the kernel does not know is not let in
+        server_.accept(connection.release(), accessOf(*peer));
+    }
+
+    /// The names of users and groups are asked of the system's databases, which takes longer than
+    /// all the rest of a connection: one peer's many connections are looked up once a second.
+    PeerAccess accessOf(const platform::PeerCredentials& peer) {
+        constexpr std::chrono::seconds kGoodFor{1};
+        const auto now = std::chrono::steady_clock::now();
+        if (last_ && isSameUser(last_->peer, peer) && now - last_->asked < kGoodFor)
+            return last_->access;
         const PeerPolicy policy{.daemonUser = ::geteuid(),
                                 .readersGroup = platform::groupId(kReadersGroup)};
-        PeerAccess access = policy.access(*peer, platform::accountName(peer->uid));
-        server_.accept(connection.release(), std::move(access));
+        last_ = Answer{peer, now, policy.access(peer, platform::accountName(peer.uid))};
+        return last_->access;
     }
 
     void rememberFile() {
@@ -98,6 +113,13 @@ class SocketListener final : public Listener {
             ::unlink(path_.c_str());
     }
 
+    struct Answer {
+        platform::PeerCredentials peer;
+        std::chrono::steady_clock::time_point asked;
+        PeerAccess access;
+    };
+
+    std::optional<Answer> last_; ///< of the thread
     FileDescriptor listener_;
     const std::string path_;
     FileDescriptor stopReader_;

@@ -71,6 +71,7 @@ class Program {
         ::kill(pid_, signal);
         return wait();
     }
+    pid_t pid() const { return pid_; }
     void signal(int number) const { ::kill(pid_, number); }
     std::string complaints() const { return contents(complaints_); }
 

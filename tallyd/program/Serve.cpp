@@ -189,10 +189,14 @@ int serve(ServeOptions options) {
     const auto alive = [&] {
         const std::uint64_t handedOver = sources.handedOver();
         // Asking takes the intake's lock: a daemon that hangs there is not alive either.
-        if (progress.goesOn(handedOver, intake.status().received))
+        const bool stores = progress.goesOn(handedOver, intake.status().received);
+        const bool answers = server->goesOn();
+        if (stores && answers)
             tellServiceManager(ServiceState::alive);
-        else
+        if (!stores)
             spdlog::error("the writer does not get on");
+        if (!answers)
+            spdlog::error("requests are not answered");
     };
     waitForEnd(alive, [&] {
         tellServiceManager(ServiceState::reloading);

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include <pthread.h>
 #include <spdlog/spdlog.h>
 
 namespace brindle::tallyd {
@@ -92,6 +93,9 @@ void Intake::add(SourceId source, std::vector<PacketRecord> records, WhenFull wh
 }
 
 void Intake::run() {
+#ifdef __linux__
+    ::pthread_setname_np(::pthread_self(), "intake");
+#endif
     Lock lock(mutex_);
     bool afterBatch = false; // upkeep gets on even when every moment a batch is due
     for (;;) {

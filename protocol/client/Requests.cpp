@@ -2,6 +2,7 @@
 #include "protocol/client/Requests.h"
 
 #include "core/log/records/RecordText.h"
+#include "protocol/client/ErrorText.h"
 #include "protocol/client/Sinks.h"
 #include "protocol/wire/ReplyEncoding.h"
 #include "protocol/wire/TextTable.h"
@@ -183,9 +184,14 @@ Request purgeLogDB(double end, Done done) {
 
 Request getStatus(Reply<DaemonStatus> reply) {
     return [reply = std::move(reply)](Helper& helper) mutable {
-        return helper.getStatusRequest().send().then([reply = std::move(reply)](auto response) {
-            reply(wire::decodeStatus(response.getStatus()));
-        });
+        return helper.getStatusRequest().send().then(
+            [reply = std::move(reply)](auto response) -> kj::Promise<void> {
+                auto status = wire::decodeStatus(response.getStatus());
+                if (!status)
+                    return localError("tallyd sent a malformed status");
+                reply(std::move(*status));
+                return kj::READY_NOW;
+            });
     };
 }
 

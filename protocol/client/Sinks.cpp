@@ -12,6 +12,10 @@
 
 namespace brindle::client {
 
+namespace {
+constexpr kj::uint kMostInfo = 1000;
+}
+
 void Arrivals::count() {
     ++arrived_;
     check();
@@ -90,6 +94,9 @@ kj::Promise<void> AgentServer::realTimeLog(RealTimeLogContext context) {
 }
 
 kj::Promise<void> AgentServer::sendLogUserNotification(SendLogUserNotificationContext context) {
+    // Entries may take no bytes on the wire: a short message could have millions.
+    if (context.getParams().getInfo().size() > kMostInfo)
+        return localError("tallyd sent a malformed notification");
     if (const auto agent = agent_.lock()) {
         std::map<std::string, std::string> info;
         for (const auto pair : context.getParams().getInfo())

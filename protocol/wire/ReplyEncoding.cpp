@@ -15,6 +15,8 @@ namespace {
 constexpr std::uint8_t kIsIp = 1;
 constexpr std::uint8_t kIsPort = 2;
 
+constexpr kj::uint kMostListed = 10'000;
+
 using Figures = std::map<std::string, std::uint64_t>;
 
 void encodeFigures(const Figures& figures, capnp::List<Figure>::Builder wire) {
@@ -114,7 +116,13 @@ void encodeStatus(const brindle::DaemonStatus& status, DaemonStatus::Builder wir
     }
 }
 
-brindle::DaemonStatus decodeStatus(DaemonStatus::Reader wire) {
+std::optional<brindle::DaemonStatus> decodeStatus(DaemonStatus::Reader wire) {
+    const auto sources = wire.getSources();
+    bool isTooLong = wire.getLost().size() > kMostListed || sources.size() > kMostListed;
+    for (kj::uint i = 0; !isTooLong && i < sources.size(); ++i)
+        isTooLong = sources[i].getLost().size() > kMostListed;
+    if (isTooLong)
+        return std::nullopt;
     brindle::DaemonStatus status;
     status.received = wire.getReceived();
     status.stored = wire.getStored();
@@ -126,7 +134,7 @@ brindle::DaemonStatus decodeStatus(DaemonStatus::Reader wire) {
     status.clients = wire.getClients();
     status.liveClients = wire.getLiveClients();
     status.liveLost = wire.getLiveLost();
-    for (const auto source : wire.getSources())
+    for (const auto source : sources)
         status.sources.push_back({.name = textOf(source.getName()),
                                   .state = textOf(source.getState()),
                                   .received = source.getReceived(),

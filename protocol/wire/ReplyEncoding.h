@@ -29,6 +29,8 @@ void encodeEpoch(const std::optional<double>& epoch, MaybeEpoch::Builder wire);
 std::optional<double> decodeEpoch(MaybeEpoch::Reader wire);
 
 void encodeStatus(const brindle::DaemonStatus& status, DaemonStatus::Builder wire);
-brindle::DaemonStatus decodeStatus(DaemonStatus::Reader wire);
+/// Nothing when it has more sources, or reasons for a loss, than any daemon. On the wire entries
+/// may take no bytes: without a limit a short message could fill the memory.
+std::optional<brindle::DaemonStatus> decodeStatus(DaemonStatus::Reader wire);
 
 } // namespace brindle::wire

@@ -150,6 +150,18 @@ TEST_P(Requests, statusCarriesEveryFigure) {
     EXPECT_EQ(status.liveLost, 0u);
 }
 
+TEST_P(Requests, aStatusWithoutEndIsRefused) {
+    FakeService service;
+    SourceStatus source;
+    for (int i = 0; i <= 10'000; ++i)
+        source.lost["reason " + std::to_string(i)] = 1;
+    service.figures.sources = {{}, source};
+    const auto server = makeTallydServer(service);
+    Client client(*server);
+    proxyOf(client)->getStatusWithReply([](const DaemonStatus&) { ADD_FAILURE(); });
+    EXPECT_EQ(client.errors.waitFor(1), Texts{"tallyd sent a malformed status"});
+}
+
 TEST_P(Requests, whoMayReadOnlyIsToldSoWhenChangingThings) {
     const PeerAccess reader{true, false, {}, "user anna may not"};
     const PeerAccess nobody{false, false, "user bob may not read", "user bob may not"};

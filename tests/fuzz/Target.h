@@ -32,12 +32,15 @@ class MemoryFile {
   public:
     MemoryFile(const std::uint8_t* data, std::size_t size)
         : descriptor_(::memfd_create("input", MFD_CLOEXEC)) {
-        require(::write(descriptor_, data, size) == static_cast<ssize_t>(size));
+        append(data, size);
     }
     ~MemoryFile() { ::close(descriptor_); }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
+    void append(const std::uint8_t* data, std::size_t size) {
+        require(::write(descriptor_, data, size) == static_cast<ssize_t>(size));
+    }
     std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
   private:

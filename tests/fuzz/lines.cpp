@@ -2,6 +2,7 @@
 //
 // Log lines of both text forms.
 #include "tallyd/sources/filterlog/FilterlogDecoder.h"
+#include "tallyd/sources/lines/LineDecoder.h"
 #include "tallyd/sources/netfilter/NetfilterDecoder.h"
 #include "tests/fuzz/Target.h"
 
@@ -16,7 +17,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     for (const auto& record : {netfilter.decode(line, clock), filterlog.decode(line, clock)})
         if (record)
             test::require(record->src.isValid() && record->dst.isValid());
-    tallyd::NetfilterDecoder::recognises(line);
-    tallyd::FilterlogDecoder::recognises(line);
+    // Out of a log of many programs: nothing of what another one wrote.
+    for (const auto kind : {tallyd::LineKind::netfilter, tallyd::LineKind::filterlog}) {
+        const bool isOurs = kind == tallyd::LineKind::netfilter
+                                ? tallyd::NetfilterDecoder::recognises(line)
+                                : tallyd::FilterlogDecoder::recognises(line);
+        const auto picked = tallyd::makeLineDecoder(kind)->decode(line, clock);
+        test::require(picked.has_value() == isOurs);
+        if (picked && *picked)
+            test::require((*picked)->src.isValid() && (*picked)->dst.isValid());
+    }
     return 0;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tallyd/program/Options.h"
 
+#include "tallyd/program/ConfigurationText.h"
 #include "tallyd/sources/SourceSpec.h"
 
 #include <algorithm>
@@ -57,6 +58,13 @@ std::optional<std::size_t> firstLineNotUtf8(std::string_view text) {
         i += length;
     }
     return std::nullopt;
+}
+
+/// A text of the file may hold line feeds, written as escapes.
+std::string oneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+    return text;
 }
 
 template <typename Type>
@@ -260,9 +268,11 @@ tl::expected<Configuration, std::string> readConfiguration(const std::string& pa
         // The parser tells where such a text is wrong from places outside of it.
         if (const auto line = firstLineNotUtf8(text.view()))
             throw Mistake{*line, "this is not UTF-8 text"};
+        if (const auto line = firstLineTooDeep(text.view()))
+            throw Mistake{*line, "this is nested too deeply"};
         return fromTable(toml::parse(text, path));
     } catch (const Mistake& mistake) {
-        return tl::unexpected(fmt::format("{}:{}: {}", path, mistake.line, mistake.text));
+        return tl::unexpected(fmt::format("{}:{}: {}", path, mistake.line, oneLine(mistake.text)));
     } catch (const toml::exception& error) {
         return tl::unexpected(fmt::format("{}:{}: not understood", path, error.location().line()));
     } catch (const std::exception&) {

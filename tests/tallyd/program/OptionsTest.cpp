@@ -149,6 +149,7 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         // The first of several, whatever their keys.
         {"store = \"a\"\nz = 1\na = 1\nm = 1\nb = 1\nq = 1\n", ":2: unknown key \"z\""},
         {"sources = [\"odd:x\"]\nstore = 7\n", ":1: source \"odd:x\""},
+        {"sources = [\"odd\\n:x\"]\n", ":1: source \"odd :x\""},
     };
     for (const auto& mistake : cases) {
         const auto message = std::get<Message>(
@@ -157,6 +158,29 @@ TEST_F(OptionsTest, AMistakeInTheConfigurationIsToldWithItsLine) {
         EXPECT_THAT(message.text, HasSubstr(mistake.told));
     }
     EXPECT_THAT(readConfiguration("/no/such/file").error(), HasSubstr("/no/such/file"));
+}
+
+TEST_F(OptionsTest, AConfigurationNestedWithoutEndIsAMistakeAndEndsNobody) {
+    const auto repeated = [](const char* text) {
+        std::string many;
+        for (int i = 0; i < 100'000; ++i)
+            many += text;
+        return many;
+    };
+    for (const std::string& text : {"\na = " + repeated("["), "\na = " + repeated("{a="),
+                                    "\n[" + repeated("a.") + "a]", "\n" + repeated("a.") + "a=1"}) {
+        const auto read = readConfiguration(configured(text));
+        ASSERT_FALSE(read);
+        EXPECT_THAT(read.error(), HasSubstr(":2: this is nested too deeply"));
+    }
+    // What stands in texts and comments is none.
+    const std::string brackets(100, '[');
+    const auto read = readConfiguration(configured("# " + brackets + "\nstore = \"\\\"" + brackets +
+                                                   "\"\nsocket = '''\n" + brackets + "''' # " +
+                                                   brackets + "\n[actions]\nblocked = [\"" +
+                                                   brackets + "\", '" + brackets + "a']\n"));
+    ASSERT_TRUE(read) << read.error();
+    EXPECT_EQ(read->store, "\"" + brackets);
 }
 
 TEST_F(OptionsTest, AFileIsCheckedWithoutServing) {

@@ -112,6 +112,7 @@ processor_seconds() { awk -v hz="$(getconf CLK_TCK)" '{ sub(/.*\) /, ""); print 
 # start_daemon ARGUMENTS...: sets daemon and TALLYD_SOCKET.
 start_daemon() {
     export TALLYD_SOCKET="$work/tallyd.sock"
+    : >"$work/tallyd.out"
     "$bin/tallyd" serve --socket "$TALLYD_SOCKET" "$@" >"$work/tallyd.out" 2>"$work/tallyd.log" </dev/null &
     daemon=$!
     started_processes+=("$daemon")
@@ -149,7 +150,7 @@ end_part() {
     awk -F'\t' -v part="$part" '$1 != part' "$results" | cat - "$results.new" >"$results.all"
     mv "$results.all" "$results"
     rm -f "$results.new"
-    printf '%s\t%s\t%s\t%s\n' "$part" "$(date -u +%Y-%m-%d)" "$(cut -d' ' -f1-3 /proc/loadavg)" \
+    printf '%s\t%s, runs: %s\t%s\t%s\n' "$part" "$(date -u +%Y-%m-%d)" "$runs" "$(cut -d' ' -f1-3 /proc/loadavg)" \
         "$((SECONDS - part_began))" >"$results.$part.when"
     stop_started
     scratch_folders=()

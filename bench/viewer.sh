@@ -33,7 +33,9 @@ quit_viewer() {
 # times_of NAME: the microseconds since the start of all events of that name.
 times_of() { grep -o "\"name\":\"$1\"[^}]*" "$trace" 2>/dev/null | grep -o '"ts":[0-9.]*' | cut -d: -f2; }
 # The longest time for which the main thread answered to nothing after the first paint, milliseconds.
+# By what, goes to standard error.
 longest_hold() {
+    grep -o 'longest main-thread hold[^"]*' "$trace" | sed 's/^/   /' >&2
     grep -o '"name":"longest main-thread hold[^}]*' "$trace" | grep -o '"dur":[0-9.]*' |
         cut -d: -f2 | awk '{ printf "%.0f\n", $1 / 1000 }'
 }

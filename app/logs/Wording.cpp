@@ -32,27 +32,6 @@ QString grouped(std::uint64_t number) {
         .toString(static_cast<qulonglong>(number));
 }
 
-std::uint64_t DaemonFigures::lost() const {
-    std::uint64_t all = 0;
-    for (const auto& [reason, count] : lostByReason) {
-        all += count;
-    }
-    return all;
-}
-
-DaemonFigures daemonFigures(const DaemonStatus& status) {
-    DaemonFigures figures{.stored = status.rows, .lostByReason = status.lost, .waiting = {}};
-    if (status.liveLost > 0) {
-        figures.lostByReason[tr("not taken in time by a viewer").toStdString()] = status.liveLost;
-    }
-    for (const SourceStatus& source : status.sources) {
-        if (source.state.starts_with("waiting")) {
-            figures.waiting.emplace_back(source.name, source.state);
-        }
-    }
-    return figures;
-}
-
 QString statusText(const LogsStatus& status) {
     QStringList parts;
     if (!status.connected) {

@@ -4,35 +4,19 @@
 // functions; any thread.
 #pragma once
 
+#include "core/log/DaemonFigures.h"
 #include "core/log/Views.h"
-#include "protocol/DaemonStatus.h"
 
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace brindle {
 
 /// "10,482,113", the same in every locale.
 QString grouped(std::uint64_t number);
-
-/// What the daemon said last about itself.
-struct DaemonFigures {
-    std::uint64_t stored = 0;                          ///< records in its store
-    std::map<std::string, std::uint64_t> lostByReason; ///< since it started
-    /// Sources that cannot be read now: "nflog:5", "waiting: another program has this group".
-    std::vector<std::pair<std::string, std::string>> waiting;
-
-    std::uint64_t lost() const;
-};
-
-DaemonFigures daemonFigures(const DaemonStatus& status);
 
 /// Everything the logs window's status bar tells.
 struct LogsStatus {

@@ -7,6 +7,7 @@
 #include "app/lists/ListActions.h"
 #include "app/lists/OpenStatistics.h"
 #include "app/tallies/TallyTable.h"
+#include "app/trace/Trace.h"
 #include "core/exclusions/BlockAround.h"
 #include "core/stats/VisibleNations.h"
 
@@ -185,7 +186,10 @@ void VDXAddressesPortsListViewController::reloadTallies() {
     if (item >= 0 && item < static_cast<int>(actions_.periods.size())) {
         actions_.periods[static_cast<std::size_t>(item)]->setChecked(true);
     }
-    tallies_.reloadTallies();
+    {
+        const TraceSpan span(context_.trace, "reload tallies");
+        tallies_.reloadTallies();
+    }
     tableviewPORT_->sortByRecords();
     tableviewIP_->sortByRecords();
     resolveNations();

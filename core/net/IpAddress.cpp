@@ -2,8 +2,10 @@
 #include "core/net/IpAddress.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
+#include <array>
 #include <cstring>
+
+#include <arpa/inet.h>
 
 namespace brindle {
 
@@ -39,6 +41,8 @@ std::optional<IpAddress> IpAddress::parse(std::string_view text) {
 
 namespace {
 
+// Texts are written by hand: they are the hot path of every answer.
+
 char* appendDecimal(char* out, std::uint8_t value) {
     if (value >= 100)
         *out++ = static_cast<char>('0' + value / 100);
@@ -48,25 +52,78 @@ char* appendDecimal(char* out, std::uint8_t value) {
     return out;
 }
 
+char* appendQuad(char* out, const std::uint8_t* bytes) {
+    for (std::size_t i = 0; i < 4; ++i) {
+        if (i > 0)
+            *out++ = '.';
+        out = appendDecimal(out, bytes[i]);
+    }
+    return out;
+}
+
+char* appendHex(char* out, unsigned group) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    int shift = 12;
+    while (shift > 0 && group >> shift == 0)
+        shift -= 4;
+    for (; shift >= 0; shift -= 4)
+        *out++ = kDigits[group >> shift & 15u];
+    return out;
+}
+
+using Groups = std::array<unsigned, 8>;
+
+struct ZeroRun {
+    std::size_t first = 0;
+    std::size_t length = 0;
+};
+
+/// The longest run of two groups or more that are 0, of equal ones the first: what "::" stands for.
+ZeroRun zeroRun(const Groups& groups) {
+    ZeroRun best;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        const std::size_t first = i;
+        while (i < groups.size() && groups[i] == 0)
+            ++i;
+        if (i - first >= 2 && i - first > best.length)
+            best = {first, i - first};
+    }
+    return best;
+}
+
+char* appendGroups(char* out, const std::uint8_t* bytes) {
+    Groups groups;
+    for (std::size_t i = 0; i < groups.size(); ++i)
+        groups[i] = static_cast<unsigned>(bytes[2 * i]) << 8 | bytes[2 * i + 1];
+    const ZeroRun zeros = zeroRun(groups);
+    // "::192.0.2.1" and "::ffff:192.0.2.1" end in an IPv4 address.
+    const bool endsInQuad =
+        zeros.first == 0 && (zeros.length == 6 || (zeros.length == 5 && groups[5] == 0xFFFF));
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        if (i == zeros.first && zeros.length > 0) {
+            *out++ = ':';
+            *out++ = ':';
+            i += zeros.length - 1;
+            continue;
+        }
+        const bool afterZeros = zeros.length > 0 && i == zeros.first + zeros.length;
+        if (i > 0 && !afterZeros)
+            *out++ = ':';
+        if (i == 6 && endsInQuad)
+            return appendQuad(out, bytes + 12);
+        out = appendHex(out, groups[i]);
+    }
+    return out;
+}
+
 } // namespace
 
 std::string IpAddress::text() const {
-    if (family_ == Family::v4) {
-        // Written by hand: this is the hot path of every query answer.
-        char buffer[INET_ADDRSTRLEN];
-        char* out = buffer;
-        for (std::size_t i = 0; i < 4; ++i) {
-            if (i > 0)
-                *out++ = '.';
-            out = appendDecimal(out, bytes_[i]);
-        }
-        return {buffer, out};
-    }
-    if (family_ == Family::v6) {
-        char buffer[INET6_ADDRSTRLEN];
-        inet_ntop(AF_INET6, bytes_.data(), buffer, sizeof buffer);
-        return buffer;
-    }
+    char buffer[INET6_ADDRSTRLEN];
+    if (family_ == Family::v4)
+        return {buffer, appendQuad(buffer, bytes_.data())};
+    if (family_ == Family::v6)
+        return {buffer, appendGroups(buffer, bytes_.data())};
     return {};
 }
 

@@ -2,14 +2,19 @@
 //
 // The digit-string and the numeric forms of the address toolkit against each other and against the
 // C library, on random blocks.
+#include "core/net/IpAddress.h"
 #include "core/net/IpRange.h"
 #include "core/net/KVTools.h"
 #include "core/net/NWKIPTools.h"
 #include "core/net/VDMatchIP.h"
 
-#include <arpa/inet.h>
+#include <array>
+#include <cstdint>
+#include <iterator>
 #include <random>
 #include <string>
+
+#include <arpa/inet.h>
 
 #include <gtest/gtest.h>
 
@@ -39,6 +44,36 @@ TEST(AddressRandom, IPV4FormsAgreeWithEachOtherAndTheCLibrary) {
         ASSERT_EQ(ipv4StringFromNumber(address), text);
         ASSERT_EQ(NWKIPTools().ipv4intconverter(text), address);
         ASSERT_EQ(VDMatchIP().matchIP(text, block), ((address ^ network) & mask) == 0) << block;
+    }
+}
+
+TEST(AddressRandom, IPv6TextsAreThoseOfTheCLibrary) {
+    std::mt19937 random(6);
+    for (int i = 0; i < 200000; ++i) {
+        // Groups of few values, so that runs of zeros and embedded IPv4 addresses occur.
+        std::array<std::uint8_t, 16> bytes{};
+        for (std::size_t group = 0; group < 8; ++group) {
+            const unsigned values[] = {0,
+                                       0,
+                                       0,
+                                       0xFFFF,
+                                       static_cast<unsigned>(random() % 65536),
+                                       static_cast<unsigned>(random() % 16)};
+            const unsigned value = values[random() % std::size(values)];
+            bytes[2 * group] = static_cast<std::uint8_t>(value >> 8);
+            bytes[2 * group + 1] = static_cast<std::uint8_t>(value);
+        }
+        char text[INET6_ADDRSTRLEN];
+        inet_ntop(AF_INET6, bytes.data(), text, sizeof text);
+        ASSERT_EQ(IpAddress::fromBytes(bytes).text(), text);
+    }
+    for (const char* text : {"::", "::1", "1::", "::ffff:192.0.2.1", "::192.0.2.1",
+                             "::ffff:0:192.0.2.1", "2001:db8::1:0:0:1", "1:0:0:2::3"}) {
+        std::array<std::uint8_t, 16> bytes{};
+        ASSERT_EQ(inet_pton(AF_INET6, text, bytes.data()), 1);
+        char expected[INET6_ADDRSTRLEN];
+        inet_ntop(AF_INET6, bytes.data(), expected, sizeof expected);
+        EXPECT_EQ(IpAddress::fromBytes(bytes).text(), expected);
     }
 }
 

@@ -136,6 +136,7 @@ inline std::string askingForEverything(int times) {
 class BesiegedDaemon : public StoreTest {
   protected:
     using Clock = std::chrono::steady_clock;
+    static constexpr int kPatience = 3000; ///< hundredths of a second
 
     BesiegedDaemon()
         : daemon(stayingSelf({"serve", "--store", path, "--socket", socket, "--source",
@@ -143,6 +144,9 @@ class BesiegedDaemon : public StoreTest {
                  folder.file("complaints")) {
         EXPECT_EQ(daemon.line(), "ready\n");
         client_.emplace(connector());
+        // An answer tells something from the first record on.
+        for (int i = 0; i < kPatience && status(bystander()).received == 0; ++i)
+            ::usleep(10000);
     }
 
     Connector connector() const {
@@ -171,7 +175,7 @@ class BesiegedDaemon : public StoreTest {
     void expectAllStored() {
         const std::uint64_t written = writer->stop();
         DaemonStatus now;
-        for (int i = 0; i < 1000 && now.stored < written; ++i) {
+        for (int i = 0; i < kPatience && now.stored < written; ++i) {
             ::usleep(10000);
             now = status(bystander());
         }
@@ -187,7 +191,7 @@ class BesiegedDaemon : public StoreTest {
     }
     /// The bystander is the only client left.
     void waitForQuiet() {
-        for (int i = 0; i < 1000 && status(bystander()).clients > 1; ++i)
+        for (int i = 0; i < kPatience && status(bystander()).clients > 1; ++i)
             ::usleep(10000);
         EXPECT_EQ(status(bystander()).clients, 1u);
     }

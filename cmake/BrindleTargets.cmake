@@ -52,7 +52,12 @@ function(brindle_test name)
     if(NOT arg_NOMAIN)
         target_link_libraries(${name} PRIVATE GTest::gtest_main)
     endif()
-    set(properties LABELS "${arg_LABELS}" TIMEOUT 120)
+    # Under a sanitizer the same work takes many times as long.
+    set(seconds 120)
+    if(BRINDLE_SANITIZE)
+        set(seconds 600)
+    endif()
+    set(properties LABELS "${arg_LABELS}" TIMEOUT ${seconds})
     if(arg_LABELS STREQUAL "window")
         # They share one display, its focus and its keyboard.
         list(APPEND properties RESOURCE_LOCK display)

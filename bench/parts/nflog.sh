@@ -12,6 +12,7 @@ nflog_network() {
 }
 nflog_ours() {
     nflog_network
+    rm -f "$work/nflog.sqlite"*
     start_daemon --store "$work/nflog.sqlite" --source nflog:5
     "$bin/sendpackets" "$1" "$2" 9905 >/dev/null
     sleep 2

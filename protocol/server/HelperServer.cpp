@@ -46,9 +46,11 @@ EncodedCounts encode(const BreakdownReply& reply) {
     return counts;
 }
 
-kj::Promise<void> sendParts(wire::CountSink::Client sink,
-                            std::shared_ptr<const EncodedCounts> counts, std::size_t next) {
-    if (next == counts->parts.size())
+/// Sends every kPartsUnderWay-th part from `next` on, each when the one before it was taken.
+constexpr std::size_t kPartsUnderWay = 4;
+kj::Promise<void> sendPartsFrom(wire::CountSink::Client sink,
+                                std::shared_ptr<const EncodedCounts> counts, std::size_t next) {
+    if (next >= counts->parts.size())
         return kj::READY_NOW;
     const auto& [list, message] = counts->parts[next];
     const auto entries = message->getRoot<wire::CountBatch>().asReader();
@@ -59,8 +61,18 @@ kj::Promise<void> sendParts(wire::CountSink::Client sink,
     request.setList(list);
     request.setEntries(entries);
     return request.send().then([sink = kj::mv(sink), counts = std::move(counts), next]() mutable {
-        return sendParts(kj::mv(sink), std::move(counts), next + 1);
+        return sendPartsFrom(kj::mv(sink), std::move(counts), next + kPartsUnderWay);
     });
+}
+
+/// A few parts are under way at once, so that the client reads one while the next is written. Calls
+/// arrive, and are answered, in the order they were made: so do the parts.
+kj::Promise<void> sendParts(wire::CountSink::Client sink,
+                            std::shared_ptr<const EncodedCounts> counts) {
+    auto sent = kj::heapArrayBuilder<kj::Promise<void>>(kPartsUnderWay);
+    for (std::size_t first = 0; first < kPartsUnderWay; ++first)
+        sent.add(sendPartsFrom(sink, counts, first));
+    return kj::joinPromises(sent.finish());
 }
 
 } // namespace
@@ -105,7 +117,7 @@ kj::Promise<void> HelperServer::answerCounts(Context context, wire::CountSink::C
     return encoded.then([context, sink = kj::mv(sink), peer = kj::addRef(*peer_),
                          counted = Counted(peer_->requests)](auto result) mutable {
         auto counts = std::make_shared<const EncodedCounts>(std::move(*result));
-        return sendParts(kj::mv(sink), counts, 0)
+        return sendParts(kj::mv(sink), counts)
             .then([context, counts, peer = kj::mv(peer), counted = std::move(counted)]() mutable {
                 auto results = context.getResults();
                 results.setBatches(static_cast<std::uint32_t>(counts->parts.size()));

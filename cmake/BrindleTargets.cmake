@@ -35,10 +35,10 @@ function(brindle_program name)
     target_link_libraries(${name} PRIVATE brindle_options ${arg_DEPS})
 endfunction()
 
-# brindle_test(test_core_log DEPS core_log [LABELS unit] [NOMAIN]): one test program of this
+# brindle_test(test_core_log DEPS core_log [LABELS unit] [NOMAIN] [SERIAL]): one test program of this
 # folder's sources; ctest lists each of its cases.
 function(brindle_test name)
-    cmake_parse_arguments(arg "NOMAIN" "" "DEPS;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "NOMAIN;SERIAL" "" "DEPS;LABELS" ${ARGN})
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
     if(NOT sources)
         return()
@@ -61,6 +61,10 @@ function(brindle_test name)
     if(arg_LABELS STREQUAL "window")
         # They share one display, its focus and its keyboard.
         list(APPEND properties RESOURCE_LOCK display)
+    endif()
+    if(arg_SERIAL)
+        # It measures: nothing else runs meanwhile.
+        list(APPEND properties RUN_SERIAL TRUE)
     endif()
     if(BRINDLE_SANITIZE MATCHES "thread")
         list(APPEND properties ENVIRONMENT

@@ -33,7 +33,8 @@ compare() {
             theirs="$(median "$name-sqlite")"
         fi
     done
-    result "$what, the slowest of three starts" "$slowest" ms '`sqlite3`, group by, once' "$theirs" 100
+    echo "$slowest" >>"$work/requests"
+    result "$what, the slowest of three starts" "$slowest" ms '`sqlite3`, group by, once' "$theirs" ""
 }
 
 # The slowest answer of the store itself, of every question and start; and the longest step of
@@ -63,6 +64,11 @@ measure_counts() {
     compare "ports of the busiest address" \
         "AND src = x'$(printf '%02x' ${address//./ })'" dstport ports-of --ip "$address"
     compare "addresses of port $port" "AND dstport = $port" src addresses-of --port $port
+    for _ in $(seq $((runs * 3))); do
+        clocked start "$bin/tallyctl" version
+    done
+    result "the slowest of these requests, less \`tallyctl version\`: the program's start and connection" \
+        "$(calculate "$(largest requests) - $(median start)" %.1f)" ms "" "" 100
     stop "$daemon"
     measure_requests_alone
     result "distinct addresses counted" "$(($(wc -l <"$work/sources") - 1))" "" "" "" ""

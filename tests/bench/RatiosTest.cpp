@@ -23,7 +23,7 @@ namespace {
 
 constexpr double kTolerance = 1.5;
 /// A round is an interleaved measurement of all works; only what is too slow is measured again.
-constexpr int kRounds = 4;
+constexpr int kRounds = 10;
 constexpr double kSecondsAWork = 0.15;
 constexpr int kLeastRuns = 10;
 

@@ -74,6 +74,7 @@ struct ServerLimits {
     std::size_t messageBytes = 1 << 20;    ///< of a request; a larger one ends the connection
     std::size_t liveQueueRecords = 65536; ///< kept for a slow live client, then the newest are lost
     std::size_t liveMessagesInFlight = 1024; ///< sent and not yet taken by the client
+    std::size_t liveMessagesOfAll = 4096;    ///< the same of all clients, who share alike
     std::size_t workers = 4;                 ///< threads that ask the service
 
     friend bool operator==(const ServerLimits&, const ServerLimits&) = default;

@@ -35,8 +35,16 @@ std::uint64_t LiveStream::offer(const Records& records) {
     return records->size() - taken;
 }
 
+/// How many messages may be under way to this client.
+std::size_t LiveStream::window() const {
+    constexpr std::size_t kLeast = 4;
+    const std::size_t share = limits_.liveMessagesOfAll / std::max<std::size_t>(runningStreams_, 1);
+    return std::min(limits_.liveMessagesInFlight, std::max(share, kLeast));
+}
+
 void LiveStream::pump() {
-    while (running_ && !queue_.empty() && inFlight_ < limits_.liveMessagesInFlight) {
+    const std::size_t most = window();
+    while (running_ && !queue_.empty() && inFlight_ < most) {
         Slice& slice = queue_.front();
         send((*slice.records)[slice.next]);
         --queued_;
@@ -54,7 +62,7 @@ void LiveStream::send(const StoredRecord& stored) {
         ++inFlight_;
         sent_.add(request.send().ignoreResult().then([this] {
             // Answers come in bursts: half a window at a time keeps the messages together.
-            if (--inFlight_ <= limits_.liveMessagesInFlight / 2)
+            if (--inFlight_ <= window() / 2)
                 pump();
         }));
     }

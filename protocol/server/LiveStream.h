@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The stream of new records to one client. A client that does not keep up loses the newest records;
-// neither the queue nor what is under way to it grows beyond its limits. Owned by the client's
-// connection, used on the loop thread only.
+// neither the queue nor what is under way to it grows beyond its limits. The more clients follow,
+// the less is under way to each, so that a request of any client waits behind a bounded number of
+// records. Owned by the client's connection, used on the loop thread only.
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
@@ -47,6 +48,7 @@ class LiveStream final : private kj::TaskSet::ErrorHandler {
         std::size_t end = 0;
     };
 
+    std::size_t window() const;
     void pump();
     void send(const StoredRecord& stored);
     void taskFailed(kj::Exception&& error) override;

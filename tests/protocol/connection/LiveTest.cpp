@@ -132,6 +132,24 @@ struct StuckAgent final : TallydAgentProtocol {
     Gate goOn;
 };
 
+/// Follows with such an agent.
+struct StuckClient {
+    explicit StuckClient(TallydServer& server)
+        : agent(std::make_shared<StuckAgent>()), connection(openTallydConnection(
+                                                     [&server]() -> tl::expected<int, std::string> {
+                                                         const auto [theirs, ours] = socketPair();
+                                                         server.accept(theirs, fullAccess());
+                                                         return ours;
+                                                     },
+                                                     agent)) {
+        connection->resume();
+        connection->synchronousRemoteObjectProxyWithErrorHandler([](auto) { ADD_FAILURE(); })
+            ->startSendingLog();
+    }
+    std::shared_ptr<StuckAgent> agent;
+    std::shared_ptr<TallydConnection> connection;
+};
+
 TEST_F(LiveStream, aClientThatDoesNotReadLosesTheNewestAndDisturbsNobody) {
     ServerLimits limits;
     limits.liveQueueRecords = 1000;
@@ -139,17 +157,8 @@ TEST_F(LiveStream, aClientThatDoesNotReadLosesTheNewestAndDisturbsNobody) {
     const auto server = makeTallydServer(service, limits);
     Client reader(*server);
     reader.synchronous()->startSendingLog();
-    const auto stuck = std::make_shared<StuckAgent>();
-    const auto connection = openTallydConnection(
-        [&server]() -> tl::expected<int, std::string> {
-            const auto [theirs, ours] = socketPair();
-            server->accept(theirs, fullAccess());
-            return ours;
-        },
-        stuck);
-    connection->resume();
-    connection->synchronousRemoteObjectProxyWithErrorHandler([](auto) { ADD_FAILURE(); })
-        ->startSendingLog();
+    const StuckClient stuckClient(*server);
+    const auto stuck = stuckClient.agent;
     // In pieces that the reader keeps up with.
     for (std::int64_t piece = 0; piece < 100; ++piece) {
         server->publish(recordsFrom(static_cast<std::uint64_t>(1 + piece * 100), 100));
@@ -166,6 +175,31 @@ TEST_F(LiveStream, aClientThatDoesNotReadLosesTheNewestAndDisturbsNobody) {
     server->publish(recordsFrom(20000, 1));
     EXPECT_EQ(sequences(stuck->live.waitFor(kept.size() + 1)).back(), 20000);
     EXPECT_EQ(statusOf(reader).liveLost, lost);
+}
+
+TEST_F(LiveStream, theMoreFollowTheLessIsUnderWayToEach) {
+    ServerLimits limits;
+    limits.liveQueueRecords = 100;
+    limits.liveMessagesInFlight = 64;
+    limits.liveMessagesOfAll = 64;
+    const auto server = makeTallydServer(service, limits);
+    constexpr std::size_t kStuck = 8;
+    std::vector<std::unique_ptr<StuckClient>> stuck;
+    while (stuck.size() < kStuck)
+        stuck.push_back(std::make_unique<StuckClient>(*server));
+    server->publish(recordsFrom(1, 1000));
+    // Each keeps its queue and its share of what may be under way.
+    Client other(*server);
+    EXPECT_EQ(statusOf(other).liveLost, kStuck * (1000 - 100));
+    server->publish(recordsFrom(1001, 1000));
+    EXPECT_EQ(statusOf(other).liveLost, kStuck * (2000 - 100 - 64 / kStuck));
+    for (const auto& client : stuck)
+        client->agent->goOn.open();
+    auto kept = from(1, 100);
+    for (const std::int64_t sequence : from(1001, 1008))
+        kept.push_back(sequence);
+    for (const auto& client : stuck)
+        EXPECT_EQ(sequences(client->agent->live.waitFor(kept.size())), kept);
 }
 
 TEST_F(LiveStream, anAgentThatIsGoneAndAClientThatLeavesAreNoTrouble) {

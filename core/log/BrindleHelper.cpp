@@ -7,11 +7,28 @@
 
 namespace brindle {
 
+/// What the owners share. The delivery thread holds the helper as well, while it tells it
+/// something, and may be the last to let go of it: by then the connection, whose end waits for that
+/// thread, is gone.
+struct BrindleHelper::Owned {
+    explicit Owned(std::shared_ptr<BrindleHelper> owned) : helper(std::move(owned)) {}
+    ~Owned() {
+        std::shared_ptr<TallydConnection> gone;
+        const std::lock_guard lock(helper->mutex_);
+        gone.swap(helper->currentHelperConnection_);
+    }
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+
+    const std::shared_ptr<BrindleHelper> helper;
+};
+
 std::shared_ptr<BrindleHelper>
 BrindleHelper::create(ConnectionFactory factory, std::shared_ptr<platform::DispatchQueue> main,
                       ViewControllers& views, std::unique_ptr<LiveFeed> feed, Console console) {
-    return std::shared_ptr<BrindleHelper>(new BrindleHelper(
-        std::move(factory), std::move(main), views, std::move(feed), std::move(console)));
+    const auto owned = std::make_shared<Owned>(std::shared_ptr<BrindleHelper>(new BrindleHelper(
+        std::move(factory), std::move(main), views, std::move(feed), std::move(console))));
+    return {owned, owned->helper.get()};
 }
 
 BrindleHelper::ConnectionFactory BrindleHelper::socketFactory(std::string path) {

@@ -32,7 +32,8 @@ class BrindleHelper final : public TallydAgentProtocol,
     using ConnectionFactory =
         std::function<std::shared_ptr<TallydConnection>(std::weak_ptr<TallydAgentProtocol> agent)>;
 
-    /// `views` outlives the helper.
+    /// `views` outlives the helper. The connection ends with the last owner of what is returned,
+    /// on whose thread its end is waited for; that must not be the delivery thread.
     static std::shared_ptr<BrindleHelper> create(ConnectionFactory factory,
                                                  std::shared_ptr<platform::DispatchQueue> main,
                                                  ViewControllers& views,
@@ -67,6 +68,8 @@ class BrindleHelper final : public TallydAgentProtocol,
     void sendLogUserNotificationWithInfo(std::map<std::string, std::string> info) override;
 
   private:
+    struct Owned;
+
     BrindleHelper(ConnectionFactory factory, std::shared_ptr<platform::DispatchQueue> main,
                   ViewControllers& views, std::unique_ptr<LiveFeed> feed, Console console);
     void tellObservers(bool connected);

@@ -139,7 +139,8 @@ class BrindleHelperTest : public testing::Test {
         queues.global = global;
         queues.realTimeLog = realTimeLog;
         helper = BrindleHelper::create(
-            [this](std::weak_ptr<TallydAgentProtocol>) {
+            [this](std::weak_ptr<TallydAgentProtocol> exported) {
+                agent = std::move(exported);
                 if (!reachable)
                     return std::shared_ptr<FakeConnection>();
                 connections.push_back(std::make_shared<FakeConnection>(sent));
@@ -174,6 +175,7 @@ class BrindleHelperTest : public testing::Test {
     ViewControllers views;
     HideAddress exclusions;
     bool reachable = true;
+    std::weak_ptr<TallydAgentProtocol> agent; ///< of the last connection
     std::vector<std::string> sent;
     std::vector<std::string> console;
     std::vector<std::shared_ptr<FakeConnection>> connections;
@@ -205,6 +207,18 @@ TEST_F(BrindleHelperTest, LateEndOfAnOldConnectionLeavesTheNewOneAlone) {
     old->breakOff("gone again");
     main->run();
     EXPECT_EQ(helper->standingConnection(), current);
+}
+
+TEST_F(BrindleHelperTest, ItsConnectionGoesWithItsOwnerWhateverTheDeliveryThreadHolds) {
+    helper->daemonConnection();
+    const std::weak_ptr<FakeConnection> connection = std::exchange(connections, {}).front();
+    auto held = agent.lock(); // as the delivery thread does while a record arrives
+    ASSERT_TRUE(held);
+    helper.reset();
+    EXPECT_TRUE(connection.expired());
+    held->realTimeLogWithInfo(liveRecord(1)); // the call goes on
+    held.reset();
+    runQueues();
 }
 
 TEST_F(BrindleHelperTest, ObserverHearsOfMakingAndLosingTheConnection) {

@@ -6,6 +6,7 @@
 // what the same answer costs from the records themselves.
 //
 //     BENCH_STORE=/tmp/month.sqlite build/release/bin/bench_tallies
+#include "tallyd/store/IntakeLimits.h"
 #include "tallyd/store/Sqlite.h"
 #include "tallyd/store/Store.h"
 #include "tallyd/store/TallySchema.h"
@@ -107,7 +108,10 @@ double rollUp(const Store& store) {
     double longest = 0;
     for (bool more = true; more;) {
         const auto began = std::chrono::steady_clock::now();
-        more = writer->rollUpDay(std::numeric_limits<std::int64_t>::max() / 2).value();
+        more = writer
+                   ->rollUpDay(std::numeric_limits<std::int64_t>::max() / 2,
+                               IntakeLimits().rollUpEntries)
+                   .value();
         const std::chrono::duration<double, std::milli> step =
             std::chrono::steady_clock::now() - began;
         longest = std::max(longest, step.count());

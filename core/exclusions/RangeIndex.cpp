@@ -145,7 +145,7 @@ bool TextIntervals::covers(std::string_view text) const {
     return begun > 0 && key < high(begun - 1);
 }
 
-RangeIndex::RangeIndex(std::span<const ExcludedRange> ranges) {
+RangeIndex::RangeIndex(std::span<const ExcludedRange> ranges) : empty_(ranges.empty()) {
     for (const ExcludedRange& range : ranges) {
         const auto low = canonicalQuad(range.low);
         const auto high = canonicalQuad(range.high);
@@ -161,6 +161,8 @@ RangeIndex::RangeIndex(std::span<const ExcludedRange> ranges) {
 }
 
 bool RangeIndex::covers(std::string_view text) const {
+    if (empty_)
+        return false;
     if (const auto quad = canonicalQuad(text))
         return quads_.covers(*quad) || others_.covers(text);
     return all_.covers(text);

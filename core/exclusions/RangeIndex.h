@@ -70,6 +70,7 @@ class RangeIndex {
     bool covers(std::string_view text) const;
 
   private:
+    bool empty_;           ///< most lists have no ranges
     QuadIntervals quads_;  ///< ranges between two canonical dotted quads
     TextIntervals others_; ///< all other ranges
     TextIntervals all_;    ///< every range, for texts that are no canonical dotted quad

@@ -2,11 +2,32 @@
 #include "core/log/LogTables.h"
 
 #include <limits>
+#include <utility>
 
 namespace brindle {
 
+namespace {
+
+/// Any text has one; texts that are equal have the same.
+std::size_t portNumber(std::string_view text) {
+    std::size_t number = 0;
+    for (const char digit : text)
+        number = number * 10 + static_cast<unsigned char>(digit);
+    return number % 65536;
+}
+
+} // namespace
+
+PortNames::PortNames(std::unordered_map<std::string, std::string> names)
+    : names_(std::move(names)) {
+    for (const auto& [port, name] : names_)
+        named_[portNumber(port)] = true;
+}
+
 const std::string& PortNames::name(std::string_view port) const {
     static const std::string none;
+    if (!named_[portNumber(port)])
+        return none;
     const auto found = names_.find(std::string(port));
     return found == names_.end() ? none : found->second;
 }

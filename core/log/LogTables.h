@@ -8,6 +8,7 @@
 #include "core/log/records/Picture.h"
 #include "core/log/records/SystemUser.h"
 
+#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -28,8 +29,7 @@ struct LogUser {
 class PortNames {
   public:
     PortNames() = default;
-    explicit PortNames(std::unordered_map<std::string, std::string> names)
-        : names_(std::move(names)) {}
+    explicit PortNames(std::unordered_map<std::string, std::string> names);
     /// Empty where there is none.
     const std::string& name(std::string_view port) const;
     bool empty() const { return names_.empty(); }
@@ -37,6 +37,7 @@ class PortNames {
 
   private:
     std::unordered_map<std::string, std::string> names_;
+    std::bitset<65536> named_; ///< by a number of the port's text: most ports have no name
 };
 
 class LogTables {

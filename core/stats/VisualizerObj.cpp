@@ -14,7 +14,7 @@ const std::string kNoText;
 
 } // namespace
 
-VisualizerObj::VisualizerObj(Kind kind, std::string label, std::int64_t value,
+VisualizerObj::VisualizerObj(Private, Kind kind, std::string label, std::int64_t value,
                              const PortNames* portNames)
     : originallabel_(std::move(label)), value_(value), kind_(kind) {
     if (kind_.isPort && portNames != nullptr)
@@ -24,8 +24,7 @@ VisualizerObj::VisualizerObj(Kind kind, std::string label, std::int64_t value,
 std::shared_ptr<VisualizerObj> VisualizerObj::create(Kind kind, std::string label,
                                                      std::int64_t value,
                                                      const PortNames* portNames) {
-    return std::shared_ptr<VisualizerObj>(
-        new VisualizerObj(kind, std::move(label), value, portNames));
+    return std::make_shared<VisualizerObj>(Private(), kind, std::move(label), value, portNames);
 }
 
 VisualizerObj::~VisualizerObj() {

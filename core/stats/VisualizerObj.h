@@ -40,6 +40,8 @@ class VisualizerObserver {
 
 class VisualizerObj final : public HostNameQueryDelegate,
                             public std::enable_shared_from_this<VisualizerObj> {
+    struct Private {};
+
   public:
     struct Kind {
         bool isIP = false;
@@ -50,6 +52,8 @@ class VisualizerObj final : public HostNameQueryDelegate,
     /// `portNames`: null for none; a port's service name is taken from it.
     static std::shared_ptr<VisualizerObj> create(Kind kind, std::string label, std::int64_t value,
                                                  const PortNames* portNames);
+    VisualizerObj(Private, Kind kind, std::string label, std::int64_t value,
+                  const PortNames* portNames);
     ~VisualizerObj() override;
     VisualizerObj(const VisualizerObj&) = delete;
     VisualizerObj& operator=(const VisualizerObj&) = delete;
@@ -105,7 +109,6 @@ class VisualizerObj final : public HostNameQueryDelegate,
         std::map<std::string, std::shared_ptr<HostNameQuery>> queriesip;
     };
 
-    VisualizerObj(Kind kind, std::string label, std::int64_t value, const PortNames* portNames);
     void changed(VisualizerProperty property);
     void forget(const std::string& ip);
     void setHasBeenReversed(bool reversed);

@@ -25,6 +25,7 @@ struct IntakeLimits {
     std::chrono::milliseconds batchAge{50}; ///< ... or when its first record has waited so long
     std::size_t purgeRecords = 5000;        ///< deleted in one step between batches
     std::size_t shrinkPages = 256;          ///< given back to the file system in one step
+    std::size_t rollUpEntries = 65536;      ///< of a day's counts, rolled up in one step
     /// How often days that are over are looked for, to roll their counts up; 0: never.
     std::chrono::milliseconds rollUpEvery = std::chrono::minutes(1);
     /// How often the age of records is looked at.

@@ -247,15 +247,19 @@ tl::expected<std::uint64_t, std::string> StoreWriter::purgeBefore(std::int64_t b
     });
 }
 
-tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros) {
-    return attempt([&] {
+tl::expected<bool, std::string> StoreWriter::rollUpDay(std::int64_t nowMicros,
+                                                       std::size_t mostEntries) {
+    auto rolledUp = attempt([&] {
         const NoWait noWait(connection_, use_);
         sqlite::Transaction transaction(connection_, sqlite::Transaction::Kind::write);
-        const bool rolledUp = tallies_.rollUpDay(nowMicros);
-        if (rolledUp)
+        const bool more = tallies_.rollUpDay(nowMicros, mostEntries);
+        if (more)
             commit(transaction);
-        return rolledUp;
+        return more;
     });
+    if (!rolledUp)
+        tallies_.abandonRollUp();
+    return rolledUp;
 }
 
 tl::expected<std::size_t, std::string> StoreWriter::shrink(std::size_t pages, std::size_t keep) {

@@ -66,9 +66,9 @@ class StoreWriter {
     tl::expected<std::uint64_t, std::string> purgeBefore(std::int64_t beforeMicros,
                                                          std::size_t limit);
 
-    /// Takes one step in rolling up the counts of days that were over by `nowMicros`, so that
-    /// requests read them at once. True when there may be more to do.
-    tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros);
+    /// Takes one step, of about so many entries, in rolling up the counts of days that were over by
+    /// `nowMicros`, so that requests read them at once. True when there may be more to do.
+    tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros, std::size_t mostEntries);
 
     /// Gives up to `pages` empty pages back to the file system, of those beyond `keep`: how many.
     tl::expected<std::size_t, std::string> shrink(std::size_t pages, std::size_t keep);

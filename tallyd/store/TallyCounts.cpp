@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <iterator>
 #include <span>
 #include <string>
@@ -26,12 +25,22 @@ constexpr std::uint64_t kIsAddress = std::uint64_t{1} << 32;
 struct Numbered {
     std::int64_t count = 0;
     std::uint32_t number = 0;
-
-    /// Largest count first.
-    bool operator<(const Numbered& other) const {
-        return count != other.count ? count > other.count : number < other.number;
-    }
 };
+
+/// As a number that is the smaller the larger the count is: one comparison tells the order, where
+/// two would be guessed wrong by the processor half of the time.
+__extension__ using Rank = unsigned __int128;
+
+Rank rankOf(std::int64_t count, std::uint32_t number) {
+    const auto inverse = ~(static_cast<std::uint64_t>(count) ^ std::uint64_t{1} << 63);
+    return Rank{inverse} << 32 | number;
+}
+
+Numbered ofRank(Rank rank) {
+    const auto inverse = static_cast<std::uint64_t>(rank >> 32);
+    return {static_cast<std::int64_t>(~inverse ^ std::uint64_t{1} << 63),
+            static_cast<std::uint32_t>(rank)};
+}
 
 /// A count of what is ordered by its text: an IPv6 address.
 struct Labelled {
@@ -123,16 +132,18 @@ std::vector<CountEntry> AddressCounts::entries() {
 
 std::vector<CountEntry> AddressCounts::ipv4Entries() {
     const auto& slots = ipv4_.finish();
-    std::vector<Numbered> ranks;
+    std::vector<Rank> ranks;
     ranks.reserve(ipv4_.used());
     for (const auto& slot : slots)
         if (slot.count != 0)
-            ranks.push_back({slot.count, static_cast<std::uint32_t>(slot.key.number)});
-    std::ranges::sort(ranks, std::less{});
+            ranks.push_back(rankOf(slot.count, static_cast<std::uint32_t>(slot.key.number)));
+    std::ranges::sort(ranks);
     std::vector<CountEntry> entries;
     entries.reserve(ranks.size());
-    for (const Numbered& rank : ranks)
-        entries.push_back(addressEntry(quad(rank.number), rank.count));
+    for (const Rank rank : ranks) {
+        const auto [count, number] = ofRank(rank);
+        entries.push_back(addressEntry(quad(number), count));
+    }
     return entries;
 }
 
@@ -163,18 +174,18 @@ std::vector<CountEntry> AddressCounts::ipv6Entries() {
 }
 
 std::vector<CountEntry> PortCounts::entries() const {
-    std::vector<Numbered> ranks;
+    std::vector<Rank> ranks;
     for (std::size_t port = 0; port < counts_.size(); ++port)
         if (counts_[port] != 0)
-            ranks.push_back({counts_[port], static_cast<std::uint32_t>(port)});
-    std::ranges::sort(ranks, std::less{});
+            ranks.push_back(rankOf(counts_[port], static_cast<std::uint32_t>(port)));
+    std::ranges::sort(ranks);
     std::vector<CountEntry> entries;
     entries.reserve(ranks.size());
-    for (const Numbered& rank : ranks)
-        entries.push_back({.label = std::to_string(rank.number),
-                           .value = rank.count,
-                           .isIP = false,
-                           .isPort = true});
+    for (const Rank rank : ranks) {
+        const auto [count, number] = ofRank(rank);
+        entries.push_back(
+            {.label = std::to_string(number), .value = count, .isIP = false, .isPort = true});
+    }
     return entries;
 }
 

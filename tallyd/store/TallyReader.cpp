@@ -14,6 +14,8 @@ namespace brindle::tallyd {
 /// What one question adds up, and which of a day's orders it reads.
 class TallyReader::Counter {
   public:
+    using Bytes = std::span<const std::uint8_t>;
+
     explicit Counter(const TallyQuestion& question)
         : question_(question), order_(orderOf(question)) {
         if (order_ == TallyOrder::remotePort)
@@ -30,19 +32,20 @@ class TallyReader::Counter {
     const std::optional<TallyKey>& sought() const { return sought_; }
     bool isOutbound() const { return question_.direction == Direction::out; }
 
-    void add(const IpAddress& local, const IpAddress& remote, std::uint16_t port,
-             std::int64_t count) {
+    /// Addresses as their 4 or 16 bytes, or none.
+    void add(Bytes local, Bytes remote, std::uint16_t port, std::int64_t count) {
         switch (order_) {
         case TallyOrder::remote:
-            return addresses_.add(remote.bytes(), count);
+            return addresses_.add(remote, count);
         case TallyOrder::local:
-            return addresses_.add(local.bytes(), count);
+            return addresses_.add(local, count);
         case TallyOrder::port:
             return ports_.add(port, count);
         case TallyOrder::remotePort:
-            return remote == question_.address ? ports_.add(port, count) : void();
+            return std::ranges::equal(remote, question_.address.bytes()) ? ports_.add(port, count)
+                                                                         : void();
         case TallyOrder::portRemote:
-            return port == question_.port ? addresses_.add(remote.bytes(), count) : void();
+            return port == question_.port ? addresses_.add(remote, count) : void();
         }
     }
 
@@ -100,7 +103,9 @@ TallyReader::TallyReader(sqlite::Connection& connection)
       hours_(connection, "SELECT data FROM tally_runs WHERE flags = ? AND hour >= ? AND hour < ?"),
       days_(connection, "SELECT day FROM tally_days "
                         "WHERE flags = ? AND sorted = ? AND day >= ? ORDER BY day"),
-      dayCounts_(connection, "SELECT data FROM tally_day_counts "
+      // A day's counts may be there before all of them are.
+      dayCounts_(connection, "SELECT data FROM tally_days JOIN tally_day_counts "
+                             "USING (flags, sorted, day) "
                              "WHERE flags = ? AND sorted = ? AND day >= ?"),
       chunksFrom_(connection, "SELECT first, data FROM tally_day_counts "
                               "WHERE flags = ?1 AND sorted = ?2 AND day = ?3 AND first >= "
@@ -137,8 +142,8 @@ void TallyReader::countRecords(std::int64_t fromMicros, std::int64_t toMicros, C
     records_.bind(2, toMicros);
     records_.bind(3, counter.flags());
     while (records_.step()) {
-        const IpAddress src = IpAddress::fromBytes(records_.bytes(0));
-        const IpAddress dst = IpAddress::fromBytes(records_.bytes(1));
+        const Counter::Bytes src = records_.bytes(0);
+        const Counter::Bytes dst = records_.bytes(1);
         const auto port = static_cast<std::uint16_t>(records_.integer(2));
         if (counter.isOutbound())
             counter.add(src, dst, port, 1);
@@ -157,8 +162,8 @@ void TallyReader::countHours(std::int64_t first, std::int64_t end, Counter& coun
     while (hours_.step()) {
         for (RunReader run(hours_.bytes(0)); run.next();) {
             TallyKeyParts parts(run.key().bytes());
-            const IpAddress local = parts.address();
-            const IpAddress remote = parts.address();
+            const Counter::Bytes local = parts.addressBytes();
+            const Counter::Bytes remote = parts.addressBytes();
             counter.add(local, remote, parts.port(), run.count());
         }
     }

@@ -7,7 +7,9 @@
 //               last sequence number among the records that it counts, or larger.
 // tally_days    the days whose hours were rolled up, each order by itself. A day leaves it, and its
 //               counts go, in the transaction that changes one of its hours.
-// tally_day_counts   such a day's counts, in chunks that can be found by their first key.
+// tally_day_counts   such a day's counts, in chunks that can be found by their first key. Those of
+//               a day that is not among tally_days are of a roll-up that is under way, or broke
+//               off.
 //
 // Hours and days are counted from 1970, UTC. `flags` is that of the records: 1 for block, 2 for
 // outbound.

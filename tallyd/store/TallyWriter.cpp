@@ -15,8 +15,9 @@ constexpr std::size_t kMostMergedEntries = 16384;
 /// Nor does a purge write more anew than this. Records that came in the order of their times are
 /// counted by a few runs; only where they lie in many may this be too little.
 constexpr std::size_t kMostRewrittenEntries = 16 * kMostMergedEntries;
-/// Entries of a day's counts in one chunk: what is read to find one key.
-constexpr std::size_t kChunkEntries = 2048;
+/// A day of more entries is not rolled up: what that takes in memory is for other things. Its hours
+/// are read instead.
+constexpr std::int64_t kMostDayEntries = 8'000'000;
 /// Records that are in none of an hour's runs by their numbers.
 constexpr std::int64_t kNoRun = -1;
 /// A day is left alone for a while after its end: its last records may be on their way.
@@ -33,6 +34,10 @@ constexpr bool isOutbound(int flags) {
 TallyWriter::TallyWriter(sqlite::Connection& connection)
     : lastRun_(connection, "SELECT run, entries, data FROM tally_runs "
                            "WHERE flags = ? AND hour = ? ORDER BY run DESC LIMIT 1"),
+      nextRun_(connection, "SELECT hour, run, data FROM tally_runs WHERE flags = ? "
+                           "AND (hour, run) > (?, ?) AND hour < ? ORDER BY hour, run LIMIT 1"),
+      entries_(connection, "SELECT count(*), coalesce(sum(entries), 0) FROM tally_runs "
+                           "WHERE flags = ? AND hour >= ? AND hour < ?"),
       hourRuns_(connection, "SELECT data FROM tally_runs WHERE flags = ? AND hour = ?"),
       runNumbers_(connection,
                   "SELECT run FROM tally_runs WHERE flags = ? AND hour = ? ORDER BY run"),
@@ -49,10 +54,13 @@ TallyWriter::TallyWriter(sqlite::Connection& connection)
       markDay_(connection, "INSERT INTO tally_days VALUES (?, ?, ?)"),
       unmarkDay_(connection, "DELETE FROM tally_days WHERE flags = ? AND sorted = ? AND day = ?"),
       insertCounts_(connection, "INSERT INTO tally_day_counts VALUES (?, ?, ?, ?, ?)"),
+      unmarkDaysTo_(connection,
+                    "DELETE FROM tally_days WHERE flags = ? AND sorted = ? AND day <= ?"),
       deleteCounts_(connection,
                     "DELETE FROM tally_day_counts WHERE flags = ? AND sorted = ? AND day = ?"),
-      firstDay_(connection,
-                "SELECT day FROM tally_days WHERE flags = ? AND sorted = ? ORDER BY day LIMIT 1"),
+      deleteCountsTo_(connection,
+                      "DELETE FROM tally_day_counts WHERE flags = ? AND sorted = ? AND day <= ?"),
+      dataVersion_(connection, "PRAGMA data_version"),
       recordsUpTo_(connection, "SELECT seq, flags, src, dst, dstport FROM records "
                                "WHERE time >= ? AND (time, seq) <= (?, ?)"),
       allRecords_(connection, "SELECT time, flags, src, dst, dstport FROM records "
@@ -89,9 +97,7 @@ void TallyWriter::takeBack(std::int64_t timeMicros, std::int64_t sequence) {
         deleteHoursBefore_.bind(2, border);
         deleteHoursBefore_.run();
         for (const TallyOrder order : kTallyOrders)
-            for (auto day = firstRolledUpDay(flags, order); day && *day <= dayOfHour(border);
-                 day = firstRolledUpDay(flags, order))
-                forgetDay(flags, order, *day);
+            forgetDaysTo(flags, order, dayOfHour(border));
     }
     // Of the hour of the last one some may stay.
     std::array<std::vector<std::int64_t>, kFlagsValues> numbers;
@@ -263,17 +269,46 @@ void TallyWriter::insertRun(const Hour& hour, std::int64_t number, const TallyRu
 }
 
 void TallyWriter::forgetDay(int flags, TallyOrder order, std::int64_t day) {
-    for (sqlite::Statement* statement : {&unmarkDay_, &deleteCounts_}) {
-        statement->bind(1, flags);
-        statement->bind(2, static_cast<std::int64_t>(order));
-        statement->bind(3, day);
-        statement->run();
-        if (connection_.changes() == 0)
-            return;
-    }
+    const bool underWay =
+        rollUp_ && rollUp_->flags() == flags && rollUp_->order() == order && rollUp_->day() == day;
+    if (underWay)
+        rollUp_.reset();
+    runForDay(unmarkDay_, flags, order, day);
+    if (underWay || connection_.changes() != 0)
+        runForDay(deleteCounts_, flags, order, day);
 }
 
-bool TallyWriter::rollUpDay(std::int64_t nowMicros) {
+void TallyWriter::forgetDaysTo(int flags, TallyOrder order, std::int64_t day) {
+    if (rollUp_ && rollUp_->day() <= day)
+        rollUp_.reset();
+    runForDay(unmarkDaysTo_, flags, order, day);
+    runForDay(deleteCountsTo_, flags, order, day);
+}
+
+void TallyWriter::runForDay(sqlite::Statement& statement, int flags, TallyOrder order,
+                            std::int64_t day) {
+    statement.bind(1, flags);
+    statement.bind(2, static_cast<std::int64_t>(order));
+    statement.bind(3, day);
+    statement.run();
+}
+
+bool TallyWriter::rollUpDay(std::int64_t nowMicros, std::size_t mostEntries) {
+    // An import may run beside the daemon: what it stored may belong to the day.
+    const std::int64_t version = dataVersion();
+    if (rollUp_ && version != rollUpVersion_)
+        rollUp_.reset();
+    if (!rollUp_) {
+        if (!beginRollUp(nowMicros, mostEntries))
+            return false;
+        rollUpVersion_ = version;
+    }
+    for (std::size_t done = 0; rollUp_ && done < mostEntries;)
+        done += rollUpStep(mostEntries - done);
+    return true;
+}
+
+bool TallyWriter::beginRollUp(std::int64_t nowMicros, std::size_t mostEntries) {
     const std::int64_t settled = hourOf(nowMicros - kSettlingMicros);
     for (int flags = 0; flags < kFlagsValues; ++flags) {
         auto hour = nextHour(flags, std::numeric_limits<std::int64_t>::min());
@@ -283,7 +318,12 @@ bool TallyWriter::rollUpDay(std::int64_t nowMicros) {
             for (const TallyOrder order : kTallyOrders) {
                 if (isRolledUp(flags, order, day))
                     continue;
-                rollUp(flags, order, day);
+                if (extentOf(flags, day * kHoursADay, kHoursADay).entries > kMostDayEntries)
+                    break;
+                // Whoever began it before may not have come to its end.
+                runForDay(deleteCounts_, flags, order, day);
+                rollUp_.emplace(flags, order, day, std::min(DayRollUp::kChunkEntries, mostEntries));
+                lastRead_ = {day * kHoursADay - 1, std::numeric_limits<std::int64_t>::max()};
                 return true;
             }
         }
@@ -291,11 +331,61 @@ bool TallyWriter::rollUpDay(std::int64_t nowMicros) {
     return false;
 }
 
-std::optional<std::int64_t> TallyWriter::firstRolledUpDay(int flags, TallyOrder order) {
-    sqlite::StatementReset reset(firstDay_);
-    firstDay_.bind(1, flags);
-    firstDay_.bind(2, static_cast<std::int64_t>(order));
-    return firstDay_.step() ? std::optional(firstDay_.integer(0)) : std::nullopt;
+/// How many entries were worked on, one at least.
+std::size_t TallyWriter::rollUpStep(std::size_t mostEntries) {
+    if (const auto added = addNextRun())
+        return std::max<std::size_t>(*added, 1);
+    const std::size_t merged =
+        rollUp_->merge(mostEntries, [this](const TallyKey& first, const TallyRun& chunk) {
+            insertCounts_.bind(1, rollUp_->flags());
+            insertCounts_.bind(2, static_cast<std::int64_t>(rollUp_->order()));
+            insertCounts_.bind(3, rollUp_->day());
+            insertCounts_.bindBytes(4, first.bytes());
+            insertCounts_.bindBytes(5, chunk.data);
+            insertCounts_.run();
+        });
+    if (rollUp_->isMerged()) {
+        runForDay(markDay_, rollUp_->flags(), rollUp_->order(), rollUp_->day());
+        rollUp_.reset();
+    }
+    return std::max<std::size_t>(merged, 1);
+}
+
+/// The number of its entries; nothing when all of the day's runs were added.
+std::optional<std::size_t> TallyWriter::addNextRun() {
+    for (;;) {
+        std::int64_t hour = 0;
+        {
+            sqlite::StatementReset reset(nextRun_);
+            nextRun_.bind(1, rollUp_->flags());
+            nextRun_.bind(2, lastRead_.first);
+            nextRun_.bind(3, lastRead_.second);
+            nextRun_.bind(4, (rollUp_->day() + 1) * kHoursADay);
+            if (!nextRun_.step())
+                return std::nullopt;
+            hour = nextRun_.integer(0);
+            if (hour == lastRead_.first) {
+                lastRead_.second = nextRun_.integer(1);
+                return rollUp_->add(nextRun_.bytes(2));
+            }
+        }
+        lastRead_ = {hour, std::numeric_limits<std::int64_t>::min()};
+        compactHour({rollUp_->flags(), hour});
+    }
+}
+
+std::int64_t TallyWriter::dataVersion() {
+    sqlite::StatementReset reset(dataVersion_);
+    return dataVersion_.step() ? dataVersion_.integer(0) : 0;
+}
+
+TallyWriter::Extent TallyWriter::extentOf(int flags, std::int64_t firstHour, std::int64_t hours) {
+    sqlite::StatementReset reset(entries_);
+    entries_.bind(1, flags);
+    entries_.bind(2, firstHour);
+    entries_.bind(3, firstHour + hours);
+    entries_.step();
+    return {.runs = entries_.integer(0), .entries = entries_.integer(1)};
 }
 
 std::optional<std::int64_t> TallyWriter::nextHour(int flags, std::int64_t from) {
@@ -325,94 +415,20 @@ std::vector<std::vector<std::uint8_t>> TallyWriter::runsOf(const Hour& hour) {
     return runs;
 }
 
-TallyRun TallyWriter::wholeHour(const Hour& hour) {
-    auto runs = runsOf(hour);
-    if (runs.empty())
-        return {};
-    if (runs.size() == 1)
-        return {.data = std::move(runs[0])};
-    TallyRun whole = mergeRuns(runs);
+/// What runs tell apart, and what some take back, is done with once the hour is over.
+void TallyWriter::compactHour(const Hour& hour) {
+    const Extent extent = extentOf(hour.first, hour.second, 1);
+    if (extent.runs < 2 || extent.entries > static_cast<std::int64_t>(kMostRewrittenEntries))
+        return;
+    const TallyRun whole = mergeRuns(runsOf(hour));
     // What is purged from a run writes it anew: it stays of a size for that.
     if (whole.entries > kMostMergedEntries)
-        return whole;
-    // What runs tell apart, and what some take back, is done with once the hour is over.
+        return;
     const std::int64_t number = runNumbers(hour).back();
     deleteHour_.bind(1, hour.first);
     deleteHour_.bind(2, hour.second);
     deleteHour_.run();
     insertRun(hour, number, whole);
-    return whole;
-}
-
-void TallyWriter::rollUp(int flags, TallyOrder order, std::int64_t day) {
-    Counts counts;
-    const auto add = [&counts](const TallyKey& key, std::int64_t count) {
-        if (!counts.empty() && counts.back().first == key)
-            counts.back().second += count;
-        else
-            counts.emplace_back(key, count);
-    };
-    for (std::int64_t number = 0; number < kHoursADay; ++number) {
-        const TallyRun hour = wholeHour({flags, day * kHoursADay + number});
-        for (RunReader reader(hour.data); reader.next();) {
-            TallyKeyParts parts(reader.key().bytes());
-            const IpAddress local = parts.address();
-            const IpAddress remote = parts.address();
-            const std::uint16_t port = parts.port();
-            switch (order) {
-            case TallyOrder::remote:
-                add(TallyKey().add(remote), reader.count());
-                break;
-            case TallyOrder::local:
-                add(TallyKey().add(local), reader.count());
-                break;
-            case TallyOrder::port:
-                add(TallyKey().add(port), reader.count());
-                break;
-            case TallyOrder::remotePort:
-                add(TallyKey().add(remote).add(port), reader.count());
-                break;
-            case TallyOrder::portRemote:
-                add(TallyKey().add(port).add(remote), reader.count());
-                break;
-            }
-        }
-    }
-    insertCounts(flags, order, day, std::move(counts));
-    markDay_.bind(1, flags);
-    markDay_.bind(2, static_cast<std::int64_t>(order));
-    markDay_.bind(3, day);
-    markDay_.run();
-}
-
-void TallyWriter::insertCounts(int flags, TallyOrder order, std::int64_t day, Counts counts) {
-    std::ranges::sort(counts, {}, [](const auto& entry) -> const TallyKey& { return entry.first; });
-    RunWriter writer;
-    const TallyKey* first = nullptr;
-    const auto finish = [&] {
-        const TallyRun chunk = writer.take();
-        if (chunk.entries == 0)
-            return;
-        insertCounts_.bind(1, flags);
-        insertCounts_.bind(2, static_cast<std::int64_t>(order));
-        insertCounts_.bind(3, day);
-        insertCounts_.bindBytes(4, first->bytes());
-        insertCounts_.bindBytes(5, chunk.data);
-        insertCounts_.run();
-    };
-    const TallyKey* previous = nullptr;
-    for (const auto& [key, count] : counts) {
-        // Equal keys stay together, in one chunk.
-        if (writer.entries() >= kChunkEntries && key != *previous) {
-            finish();
-            first = nullptr;
-        }
-        if (!first)
-            first = &key;
-        writer.add(key, count);
-        previous = &key;
-    }
-    finish();
 }
 
 } // namespace brindle::tallyd

@@ -4,11 +4,13 @@
 // transactions. What a batch adds to an hour becomes one small run; a new run takes earlier ones of
 // its size in, so that an hour has few of them however often it is added to. A run is numbered by
 // the last record in it, so that what is purged is taken out of the run that counted it, and the
-// runs go with their records. Days that are over are rolled up when there is time. Owned by the
+// runs go with their records. Days that are over are rolled up when there is time, in
+// steps; a day counts as rolled up when the last of them is stored. Owned by the
 // StoreWriter, its thread; throws sqlite::Error.
 #pragma once
 
 #include "core/log/records/PacketRecord.h"
+#include "tallyd/store/DayRollUp.h"
 #include "tallyd/store/Sqlite.h"
 #include "tallyd/store/TallyRun.h"
 #include "tallyd/store/TallySchema.h"
@@ -37,9 +39,11 @@ class TallyWriter {
     /// Counts every stored record, in tables that are empty.
     void countAll();
 
-    /// Rolls a day that was over by `nowMicros` up in one of the orders, in the caller's
-    /// transaction: a step that is soon done. False when none is left to do.
-    bool rollUpDay(std::int64_t nowMicros);
+    /// Rolls days that were over by `nowMicros` up, each in each of the orders: a step of about so
+    /// many entries, in the caller's transaction. False when nothing is left to do.
+    bool rollUpDay(std::int64_t nowMicros, std::size_t mostEntries);
+    /// The caller's transaction failed: what was rolled up so far may not be stored.
+    void abandonRollUp() { rollUp_.reset(); }
 
   private:
     struct Entry {
@@ -50,7 +54,10 @@ class TallyWriter {
     };
     using Hour = std::pair<int, std::int64_t>; ///< flags and hour
     using Entries = std::map<Hour, std::vector<Entry>>;
-    using Counts = std::vector<std::pair<TallyKey, std::int64_t>>;
+    struct Extent {
+        std::int64_t runs = 0;
+        std::int64_t entries = 0;
+    };
 
     /// Finds the entries of an hour without a search while records come in order of time.
     class Sorter {
@@ -76,15 +83,22 @@ class TallyWriter {
                                          std::size_t mostEntries);
     void insertRun(const Hour& hour, std::int64_t number, const TallyRun& run);
     void forgetDay(int flags, TallyOrder order, std::int64_t day);
-    std::optional<std::int64_t> firstRolledUpDay(int flags, TallyOrder order);
+    void forgetDaysTo(int flags, TallyOrder order, std::int64_t day);
+    static void runForDay(sqlite::Statement& statement, int flags, TallyOrder order,
+                          std::int64_t day);
     std::optional<std::int64_t> nextHour(int flags, std::int64_t from);
     bool isRolledUp(int flags, TallyOrder order, std::int64_t day);
     std::vector<std::vector<std::uint8_t>> runsOf(const Hour& hour);
-    TallyRun wholeHour(const Hour& hour);
-    void rollUp(int flags, TallyOrder order, std::int64_t day);
-    void insertCounts(int flags, TallyOrder order, std::int64_t day, Counts counts);
+    void compactHour(const Hour& hour);
+    bool beginRollUp(std::int64_t nowMicros, std::size_t mostEntries);
+    std::size_t rollUpStep(std::size_t mostEntries);
+    std::optional<std::size_t> addNextRun();
+    Extent extentOf(int flags, std::int64_t firstHour, std::int64_t hours);
+    std::int64_t dataVersion();
 
     sqlite::Statement lastRun_;
+    sqlite::Statement nextRun_;
+    sqlite::Statement entries_;
     sqlite::Statement hourRuns_;
     sqlite::Statement runNumbers_;
     sqlite::Statement oneRun_;
@@ -97,11 +111,17 @@ class TallyWriter {
     sqlite::Statement markDay_;
     sqlite::Statement unmarkDay_;
     sqlite::Statement insertCounts_;
+    sqlite::Statement unmarkDaysTo_;
     sqlite::Statement deleteCounts_;
-    sqlite::Statement firstDay_;
+    sqlite::Statement deleteCountsTo_;
+    sqlite::Statement dataVersion_;
     sqlite::Statement recordsUpTo_;
     sqlite::Statement allRecords_;
     sqlite::Connection& connection_;
+
+    std::optional<DayRollUp> rollUp_; ///< under way
+    std::int64_t rollUpVersion_ = 0;  ///< of the database when it began, as to other writers
+    Hour lastRead_;                   ///< hour and number of the run that it took in last
 };
 
 } // namespace brindle::tallyd

@@ -200,7 +200,8 @@ void Upkeep::shrink() {
 }
 
 void Upkeep::rollUp() {
-    const auto more = timed(Step::rollUp, [&] { return writer_.rollUpDay(nowMicros()); });
+    const auto more =
+        timed(Step::rollUp, [&] { return writer_.rollUpDay(nowMicros(), limits_.rollUpEntries); });
     if (!more.value_or(false))
         nextRollUp_ = Clock::now() + limits_.rollUpEvery;
 }

@@ -87,7 +87,7 @@ TEST_F(DurabilityTest, AfterAPowerCutAtAnyWriteTheStoreHoldsWhatWasCommitted) {
             const auto count = static_cast<std::size_t>(pick(50)) + 1;
             next.newestFirst.resize(next.newestFirst.size() - *writer->purgeBefore(kEver, count));
         } else if (kind == 6) {
-            ASSERT_TRUE(writer->rollUpDay(now));
+            ASSERT_TRUE(writer->rollUpDay(now, static_cast<std::size_t>(pick(400)) + 1));
         } else if (kind == 7) {
             ASSERT_TRUE(writer->shrink(4, 0));
         } else {

@@ -10,6 +10,8 @@ namespace {
 
 using TallyTest = TallyFixture;
 
+constexpr std::size_t kEntries = 65536;
+
 TEST_F(TallyTest, CountsEqualPlainCountingThroughLateRecordsPurgesRollUpsAndRestarts) {
     auto writer = this->writer();
     std::int64_t now = kFirstDay + 5 * kHourMicros;
@@ -22,12 +24,15 @@ TEST_F(TallyTest, CountsEqualPlainCountingThroughLateRecordsPurgesRollUpsAndRest
             const std::int64_t next = now + pick(5 * kHourMicros);
             for (auto count = pick(kind == 0 ? 4000 : 80) + 1; count > 0; --count)
                 records.push_back(randomRecord(pick(20) ? now : purgedUpTo - kDayMicros, next + 1));
-            append(*writer, std::move(records));
+            // An import may store beside the daemon.
+            append(pick(4) ? *writer : *this->writer(), std::move(records));
             now = next;
         } else if (kind < 9) {
+            // As a rule it stays somewhere in the middle.
             when += ", rolled up";
-            while (*writer->rollUpDay(now))
-                ;
+            for (auto steps = pick(60);
+                 steps > 0 && *writer->rollUpDay(now, static_cast<std::size_t>(pick(100)) + 1);)
+                --steps;
         } else if (kind == 9) {
             purgedUpTo += pick(now - purgedUpTo) / 4;
             when += fmt::format(", purged before {}", purgedUpTo);
@@ -36,7 +41,7 @@ TEST_F(TallyTest, CountsEqualPlainCountingThroughLateRecordsPurgesRollUpsAndRest
         } else if (kind == 10) {
             writer = this->writer();
         }
-        if (step % 4 != 0)
+        if (step % 4 != 0 && kind != 7 && kind != 8)
             continue;
         const std::int64_t hour = hourOf(kFirstDay + pick(now - kFirstDay)) * kHourMicros;
         const std::int64_t day = kFirstDay + pick(5) * kDayMicros;
@@ -59,11 +64,11 @@ TEST_F(TallyTest, ADayIsRolledUpOnceItIsOverAndAgainAfterALateRecord) {
         return made;
     };
     append(*writer, {record(kFirstDay), record(kFirstDay + kDayMicros)});
-    EXPECT_FALSE(*writer->rollUpDay(kFirstDay + kDayMicros))
+    EXPECT_FALSE(*writer->rollUpDay(kFirstDay + kDayMicros, kEntries))
         << "its last records may be on their way";
     const auto rollUp = [&] {
         bool any = false;
-        while (*writer->rollUpDay(kFirstDay + kDayMicros + kHourMicros))
+        while (*writer->rollUpDay(kFirstDay + kDayMicros + kHourMicros, kEntries))
             any = true;
         return any;
     };
@@ -90,6 +95,41 @@ TEST_F(TallyTest, ADayIsRolledUpOnceItIsOverAndAgainAfterALateRecord) {
     EXPECT_EQ(reader->count(kFirstDay, question)->entries.at(0).value, 3);
     EXPECT_TRUE(rollUp());
     EXPECT_EQ(reader->count(kFirstDay, question)->entries.at(0).value, 3);
+}
+
+TEST_F(TallyTest, ARollUpInTheMiddleOfWhichTheDayChangesIsBegunAnew) {
+    auto writer = this->writer();
+    const std::int64_t now = kFirstDay + 2 * kDayMicros;
+    const auto late = [&](std::size_t count) {
+        std::vector<PacketRecord> records;
+        while (records.size() < count)
+            records.push_back(randomRecord(kFirstDay, kFirstDay + kDayMicros));
+        return records;
+    };
+    append(*writer, late(300));
+    for (int steps = 1; steps < 25; steps += 3) {
+        const auto entries = static_cast<std::size_t>(steps);
+        for (int kind = 0; kind < 4; ++kind) {
+            append(*writer, late(1)); // there is something to roll up
+            for (int step = 0; step < steps; ++step)
+                ASSERT_TRUE(writer->rollUpDay(now, 16));
+            if (kind == 0)
+                append(*writer, late(3));
+            else if (kind == 1)
+                append(*this->writer(), late(3)); // as an import beside the daemon does
+            else if (kind == 2)
+                ASSERT_TRUE(writer->purgeBefore(kEver, 2));
+            else
+                writer = this->writer();
+            const std::string when = fmt::format("kind {} after {} steps", kind, steps);
+            ASSERT_NO_FATAL_FAILURE(compare(kFirstDay, when));
+            auto more = writer->rollUpDay(now, entries);
+            while (more.value_or(false))
+                more = writer->rollUpDay(now, entries);
+            ASSERT_TRUE(more) << more.error();
+            ASSERT_NO_FATAL_FAILURE(compare(kFirstDay, when + ", then rolled up"));
+        }
+    }
 }
 
 TEST_F(TallyTest, AStoreWithoutTalliesIsCountedWhenItIsOpened) {

@@ -132,6 +132,8 @@ class CommandLine {
             ->required()
             ->check(CLI::IsMember({"in", "out"}));
         formatOption(command, kFormats);
+        command->add_flag("--time", arguments_.time,
+                          "tells on standard error how long the answer took");
     }
 
     CLI::App app_{"Asks tallyd, the packet-filter log daemon."};

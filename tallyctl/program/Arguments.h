@@ -44,6 +44,7 @@ struct Arguments {
     std::string address;   ///< IPv4 or IPv6 text
     std::int64_t port = 0;
     BreakdownList list = BreakdownList::entries;
+    bool time = false; ///< tells how long the daemon took to answer
 };
 
 /// Why there is nothing to do: help that was asked for (standard output, exit code 0), or wrong

@@ -32,14 +32,22 @@ std::string terminalText(std::string_view text) {
 std::string countTable(const std::vector<CountEntry>& entries) {
     constexpr std::string_view heading = "label";
     std::vector<std::string> labels;
+    labels.reserve(entries.size());
     std::size_t width = heading.size();
     for (const CountEntry& entry : entries) {
         labels.push_back(terminalText(entry.label));
         width = std::max(width, labels.back().size());
     }
     std::string out = fmt::format("{:<{}}  {:>10}\n", heading, width, "value");
-    for (std::size_t i = 0; i < entries.size(); ++i)
-        out += fmt::format("{:<{}}  {:>10}\n", labels[i], width, entries[i].value);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        constexpr std::size_t kValueWidth = 10;
+        const fmt::format_int value(entries[i].value);
+        out += labels[i];
+        out.append(width - labels[i].size() + 2 + kValueWidth - std::min(kValueWidth, value.size()),
+                   ' ');
+        out.append(value.data(), value.size());
+        out += '\n';
+    }
     return out;
 }
 
@@ -47,7 +55,10 @@ std::string countCsv(const std::vector<CountEntry>& entries) {
     std::string out = "label,value,isIP,isPort\n";
     for (const CountEntry& entry : entries) {
         appendCsvText(out, entry.label);
-        out += fmt::format(",{},{},{}\n", entry.value, entry.isIP, entry.isPort);
+        out += ',';
+        out += fmt::format_int(entry.value).c_str();
+        out += entry.isIP ? ",true" : ",false";
+        out += entry.isPort ? ",true\n" : ",false\n";
     }
     return out;
 }

@@ -5,10 +5,14 @@
 #include "tallyctl/program/RecordLines.h"
 #include "tallyctl/program/ReplyText.h"
 
+#include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <mutex>
 #include <optional>
 #include <utility>
+
+#include <fmt/format.h>
 
 namespace brindle::tallyctl {
 
@@ -101,7 +105,12 @@ Outcome runRequest(const Arguments& arguments, const OpenConnection& open, Outpu
         outcome = outcomeOf(output.write(text), output);
     };
     const auto printLine = [&](const std::string& text) { print(text + '\n'); };
+    const auto asked = std::chrono::steady_clock::now();
     const auto printCounts = [&](const std::vector<CountEntry>& entries) {
+        const std::chrono::duration<double, std::milli> took =
+            std::chrono::steady_clock::now() - asked;
+        if (arguments.time)
+            fmt::print(stderr, "tallyctl: answered after {:.1f} ms\n", took.count());
         print(countText(entries, arguments.format));
     };
     const auto printList = [&](const BreakdownReply& reply) {

@@ -37,7 +37,8 @@ void appendJsonText(std::string& out, std::string_view text) {
 }
 
 void appendCsvText(std::string& out, std::string_view text) {
-    if (text.find_first_of(",\"\r\n") == text.npos) {
+    const auto isSpecial = [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; };
+    if (std::ranges::none_of(text, isSpecial)) {
         out += text;
         return;
     }
@@ -52,6 +53,10 @@ void appendCsvText(std::string& out, std::string_view text) {
 
 void appendTerminalText(std::string& out, std::string_view text) {
     constexpr std::string_view digits = "0123456789abcdef";
+    if (std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 0x7f; })) {
+        out += text;
+        return;
+    }
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (!isControl(text, i)) {
             out += text[i];

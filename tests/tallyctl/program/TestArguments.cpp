@@ -37,8 +37,10 @@ TEST(TallyctlArguments, EveryCommandIsReadWithItsOptions) {
     EXPECT_EQ(count->format, Format::table);
 
     const auto ports = parse({"ports-of", "--epoch", "0", "--ip", "2001:db8::1", "--action", "pass",
-                              "--direction", "in", "--pie"});
+                              "--direction", "in", "--pie", "--time"});
     ASSERT_TRUE(ports) << ports.error().text;
+    EXPECT_TRUE(ports->time);
+    EXPECT_FALSE(count->time);
     EXPECT_EQ(ports->command, Command::portsOf);
     EXPECT_EQ(ports->address, "2001:db8::1");
     EXPECT_EQ(ports->list, BreakdownList::pie);

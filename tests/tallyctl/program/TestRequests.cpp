@@ -229,6 +229,20 @@ TEST_F(TallyctlRequests, EachCommandSendsItsRequestAndPrintsItsReply) {
     }
 }
 
+TEST_F(TallyctlRequests, TheTimeOfAnAnswerIsToldBesideIt) {
+    Arguments count = asking(Command::count);
+    const auto told = [&] {
+        testing::internal::CaptureStderr();
+        EXPECT_TRUE(run(count));
+        return testing::internal::GetCapturedStderr();
+    };
+    EXPECT_EQ(told(), "");
+    const std::string untimed = printed();
+    count.time = true;
+    EXPECT_THAT(told(), testing::MatchesRegex("tallyctl: answered after [0-9]+\\.[0-9] ms\n"));
+    EXPECT_EQ(printed(), untimed);
+}
+
 TEST_F(TallyctlRequests, ARefusedRequestIsAFailureWithItsLine) {
     script_.error = "not for you";
     for (const auto command :

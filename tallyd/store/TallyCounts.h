@@ -106,7 +106,11 @@ class AddressCounts {
         std::array<std::uint64_t, 2> halves{}; ///< its bytes as they lie in memory
         bool isAddress = false;
         std::size_t hash() const;
-        friend bool operator==(const Ipv6&, const Ipv6&) = default;
+        // Not the default, which calls a function to compare the halves.
+        friend bool operator==(const Ipv6& a, const Ipv6& b) {
+            return a.halves[0] == b.halves[0] && a.halves[1] == b.halves[1] &&
+                   a.isAddress == b.isAddress;
+        }
     };
 
     std::vector<CountEntry> ipv4Entries();

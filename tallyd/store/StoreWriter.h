@@ -67,7 +67,8 @@ class StoreWriter {
                                                          std::size_t limit);
 
     /// Takes one step, of about so many entries, in rolling up the counts of days that were over by
-    /// `nowMicros`, so that requests read them at once. True when there may be more to do.
+    /// `nowMicros`, so that requests read them at once. True when there may be more to do at once;
+    /// another writer of the store is let go first.
     tl::expected<bool, std::string> rollUpDay(std::int64_t nowMicros, std::size_t mostEntries);
 
     /// Gives up to `pages` empty pages back to the file system, of those beyond `keep`: how many.

@@ -294,10 +294,12 @@ void TallyWriter::runForDay(sqlite::Statement& statement, int flags, TallyOrder 
 }
 
 bool TallyWriter::rollUpDay(std::int64_t nowMicros, std::size_t mostEntries) {
-    // An import may run beside the daemon: what it stored may belong to the day.
+    // An import may run beside the daemon: what it stored may belong to the day, and more may come.
     const std::int64_t version = dataVersion();
-    if (rollUp_ && version != rollUpVersion_)
+    if (rollUp_ && version != rollUpVersion_) {
         rollUp_.reset();
+        return false;
+    }
     if (!rollUp_) {
         if (!beginRollUp(nowMicros, mostEntries))
             return false;

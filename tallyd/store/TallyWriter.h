@@ -40,7 +40,8 @@ class TallyWriter {
     void countAll();
 
     /// Rolls days that were over by `nowMicros` up, each in each of the orders: a step of about so
-    /// many entries, in the caller's transaction. False when nothing is left to do.
+    /// many entries, in the caller's transaction. False when nothing is left to do, or when
+    /// somebody else stores: then it is begun anew later.
     bool rollUpDay(std::int64_t nowMicros, std::size_t mostEntries);
     /// The caller's transaction failed: what was rolled up so far may not be stored.
     void abandonRollUp() { rollUp_.reset(); }

@@ -123,10 +123,13 @@ TEST_F(TallyTest, ARollUpInTheMiddleOfWhichTheDayChangesIsBegunAnew) {
                 writer = this->writer();
             const std::string when = fmt::format("kind {} after {} steps", kind, steps);
             ASSERT_NO_FATAL_FAILURE(compare(kFirstDay, when));
-            auto more = writer->rollUpDay(now, entries);
-            while (more.value_or(false))
-                more = writer->rollUpDay(now, entries);
-            ASSERT_TRUE(more) << more.error();
+            // Another writer's records put it off once.
+            for (int times = 0; times < 2; ++times) {
+                auto more = writer->rollUpDay(now, entries);
+                while (more.value_or(false))
+                    more = writer->rollUpDay(now, entries);
+                ASSERT_TRUE(more) << more.error();
+            }
             ASSERT_NO_FATAL_FAILURE(compare(kFirstDay, when + ", then rolled up"));
         }
     }

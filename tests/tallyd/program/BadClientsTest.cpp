@@ -14,13 +14,6 @@ namespace {
 using BadClients = BesiegedDaemon;
 using std::chrono::milliseconds;
 
-/// A sanitizer keeps what was freed, to see it used again, and takes ten times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 /// The store's connections of the workers come with the first work, and stay.
 constexpr std::size_t kWorkersDescriptors = 16;
 

@@ -99,7 +99,7 @@ TEST_F(Watchdog, ItEndsWithinTwoSecondsWhateverItsClientsDo) {
         expectAnswers();
     const auto began = Clock::now();
     EXPECT_EQ(daemon.end(SIGTERM), 0);
-    EXPECT_LT(Clock::now() - began, std::chrono::seconds(2));
+    EXPECT_LT(Clock::now() - began, std::chrono::seconds(kSanitized ? 20 : 2));
     stopping = true;
     asking.join();
     // What was taken in before is there.

@@ -40,7 +40,10 @@ class VisualizerObserver {
 
 class VisualizerObj final : public HostNameQueryDelegate,
                             public std::enable_shared_from_this<VisualizerObj> {
-    struct Private {};
+    /// Only this class can name one: rows are made by `create`.
+    struct Private {
+        explicit Private() = default;
+    };
 
   public:
     struct Kind {

@@ -34,6 +34,7 @@
 
 #include <QFile>
 #include <QLoggingCategory>
+#include <QPalette>
 #include <QTimer>
 
 #include <cstdio>
@@ -82,6 +83,19 @@ std::string nationsPath() {
     return path.empty() ? kNationsDatabasePath : path;
 }
 
+/// A theme that leaves the colour of hints alone leaves it black, in dark windows too.
+void makeHintsReadable() {
+    const QPalette current = QApplication::palette();
+    const bool black = current.color(QPalette::PlaceholderText).lightness() < 128;
+    if (!PictureStore::isDark(current) || !black)
+        return;
+    QColor hint = current.color(QPalette::Text);
+    hint.setAlpha(128);
+    QPalette readable; // nothing else of it counts
+    readable.setColor(QPalette::PlaceholderText, hint);
+    QApplication::setPalette(readable);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -105,6 +119,7 @@ int main(int argc, char** argv) {
     const platform::Queues queues = platform::makeQueues(platform::makeMainQueue());
     const std::unique_ptr<platform::TimerService> timers = platform::makeMainTimerService();
     PictureStore pictures(queues.global, queues.main);
+    makeHintsReadable();
     QApplication::setWindowIcon(pictureIcon(pictures, QStringLiteral("brindle")));
     platform::ResolverOptions resolverOptions;
     if (const std::string server = environment("BRINDLE_RESOLVER"); !server.empty()) {
